@@ -1,0 +1,17 @@
+#include "tavix/foundation/Check.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <errno.h>
+
+namespace Ferrule {
+
+void checkFailed(const char* text, const char* file, int line, const char* function)
+{
+    std::fprintf(stderr, "%s: %s:%d: %s: Assertion `%s' failed.\n", program_invocation_short_name, file, line,
+                 function, text);
+    std::fflush(nullptr);
+    std::abort();
+}
+
+} // namespace Ferrule
