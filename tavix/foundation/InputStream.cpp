@@ -1,0 +1,7 @@
+#include "tavix/foundation/InputStream.h"
+
+namespace Ferrule {
+
+InputStream::~InputStream() = default;
+
+} // namespace Ferrule

@@ -1,0 +1,7 @@
+#include "tavix/foundation/Singleton.h"
+
+namespace Ferrule {
+
+std::mutex SingletonBase::_mutex;
+
+} // namespace Ferrule
