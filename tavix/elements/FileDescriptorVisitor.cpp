@@ -1,0 +1,62 @@
+#include "tavix/elements/FileDescriptorVisitor.h"
+
+#include "tavix/elements/ListElem.h"
+#include "tavix/elements/MapElem.h"
+
+namespace Tavix {
+
+FileDescriptorVisitor::FileDescriptorVisitor(Callback callback, void* context, std::string const& key)
+    : _callback(callback), _context(context), _key(key)
+{
+}
+
+FileDescriptorVisitor::~FileDescriptorVisitor() = default;
+
+void FileDescriptorVisitor::visitorAtMapElem(MapElem* element)
+{
+    for (auto const& entry : *element)
+        if (entry.second)
+            entry.second->accept(this);
+}
+
+void FileDescriptorVisitor::visitorAtListElem(ListElem* element)
+{
+    for (Element* child : *element)
+        if (child)
+            child->accept(this);
+}
+
+void FileDescriptorVisitor::visitorAtIntegerElem(IntegerElem*)
+{
+}
+void FileDescriptorVisitor::visitorAtBooleanElem(BooleanElem*)
+{
+}
+void FileDescriptorVisitor::visitorAtDoubleElem(DoubleElem*)
+{
+}
+void FileDescriptorVisitor::visitorAtStringElem(StringElem*)
+{
+}
+void FileDescriptorVisitor::visitorAtBinaryElem(BinaryElem*)
+{
+}
+void FileDescriptorVisitor::visitorAtNullElem(NullElem*)
+{
+}
+void FileDescriptorVisitor::visitorAtExceptionElem(ExceptionElem*)
+{
+}
+
+void FileDescriptorVisitor::visitorAtFileDescriptorElem(FileDescriptorElem* element)
+{
+    _callback(_context, element, _key);
+}
+
+int FileDescriptorVisitor::encode(char** out)
+{
+    *out = nullptr;
+    return 0;
+}
+
+} // namespace Tavix
