@@ -1,0 +1,210 @@
+#include "tavix/Connection.h"
+
+#include "support/SocketPair.h"
+#include "tavix/SocketUtil.h"
+#include "tavix/elements/EESFormat.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <poll.h>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+
+using namespace Tavix;
+
+namespace {
+
+// A size field that claims `size` bytes, and `length` of them; `fill` tells frames apart.
+std::string makeFrame(unsigned size, unsigned length, char fill)
+{
+    std::string frame(kSizeFieldLength, 0);
+    writeBigEndian32(reinterpret_cast<unsigned char*>(frame.data()), size);
+    return frame.append(length, fill);
+}
+
+SharedPtr<Message> makeMessage(std::string const& frame)
+{
+    auto* data = static_cast<unsigned char*>(malloc(frame.size()));
+    memcpy(data, frame.data(), frame.size());
+    return SharedPtr<Message>(new Message(data, static_cast<unsigned>(frame.size())));
+}
+
+// What an owner does after sendMessage: -1 when the connection broke, 1 when the socket is full, 0 when done.
+int pump(Connection& connection)
+{
+    for (;;) {
+        const int unsent = connection.writeData();
+        if (unsent != 0)
+            return unsent < 0 ? -1 : 1;
+        if (connection.checkSendQueue() == 0)
+            return 0;
+    }
+}
+
+class ConnectionTest : public testing::Test {
+protected:
+    static void onBroken(Connection* connection, void* context)
+    {
+        ConnectionTest& self = *static_cast<ConnectionTest*>(context);
+        EXPECT_EQ(self.connection.get(), connection);
+        ++self.breaks;
+    }
+
+    void reconnect()
+    {
+        sockets = std::make_unique<SocketPair>();
+        setBlocking(sockets->near());
+        connection.reset(new Connection(7, sockets->giveNear(), onBroken, this));
+    }
+
+    void sendRaw(std::string const& bytes)
+    {
+        EXPECT_EQ(static_cast<ssize_t>(bytes.size()), write(sockets->far(), bytes.data(), bytes.size()));
+    }
+
+    // One readData: the frame, empty without one.
+    std::string readOnce()
+    {
+        SharedPtr<Message> message;
+        result = connection->readData(&message);
+        if (!message.get())
+            return std::string();
+        EXPECT_EQ(7, message->clientId);
+        EXPECT_EQ(0, message->data[message->size]);
+        return std::string(reinterpret_cast<char*>(message->data), message->size);
+    }
+
+    void SetUp() override { reconnect(); }
+
+    std::unique_ptr<SocketPair> sockets;
+    std::unique_ptr<Connection> connection;
+    int result = 0;
+    int breaks = 0;
+};
+
+TEST_F(ConnectionTest, framesArriveWholeAndOnePerCall)
+{
+    const std::string first = makeFrame(20, 20, 'a');
+    const std::string second = makeFrame(13, 13, 'b');
+    for (std::size_t i = 0; i + 1 < first.size(); ++i) {
+        sendRaw(first.substr(i, 1));
+        EXPECT_EQ("", readOnce());
+    }
+    sendRaw("a" + second + second + std::string(2, 0));
+    for (std::string const& expected : {first, second, second, std::string()})
+        EXPECT_EQ(expected, readOnce());
+    EXPECT_EQ(0, result);
+}
+
+TEST_F(ConnectionTest, sizesThatCannotBeBreakTheConnectionOnce)
+{
+    struct {
+        unsigned size;
+        std::string line;
+    } const cases[] = {{0, "Incoming message too short (0), Disconnecting client [ id=7 fd="},
+                       {12, "Incoming message too short (12), Disconnecting client [ id=7 fd="},
+                       {0x30000, ""},
+                       {0x30001, "Incoming message too large (196609), Disconnecting client 7\n"},
+                       {0x80000000, "Incoming message too large (2147483648), Disconnecting client 7\n"}};
+    for (auto const& c : cases) {
+        reconnect();
+        breaks = 0;
+        sendRaw(makeFrame(c.size, 50, 'a'));
+        testing::internal::CaptureStderr();
+        for (int call = 0; call < 2; ++call)
+            EXPECT_EQ("", readOnce());
+        EXPECT_EQ(c.line, testing::internal::GetCapturedStderr().substr(0, c.line.size()));
+        EXPECT_EQ(c.line.empty() ? 0 : 1, breaks) << c.line;
+        EXPECT_EQ(-breaks, result);
+        EXPECT_EQ(-breaks, connection->writeData());
+    }
+}
+
+TEST_F(ConnectionTest, writesOneMessageAfterTheOther)
+{
+    for (unsigned length : {13, 14})
+        connection->sendMessage(makeMessage(makeFrame(length, length, 'a')));
+    EXPECT_EQ(0, connection->writeData());
+    EXPECT_EQ(1, connection->checkSendQueue());
+    EXPECT_EQ(0, connection->checkSendQueue());
+    EXPECT_EQ(18, connection->writeData()); // the second one, loaded
+    EXPECT_EQ(0, connection->writeData());
+}
+
+// Found by the reader in half a frame, and by the writer with one message in the socket and one in the queue.
+TEST_F(ConnectionTest, callbackMayDeleteTheConnection)
+{
+    auto deleteIt = [](Connection* connection, void* breaks) {
+        ++*static_cast<int*>(breaks);
+        connection->checkSendQueue(); // waits for good if a lock is held
+        delete connection;
+    };
+    SharedPtr<Message> message;
+    auto* reading = new Connection(1, dup(connection->getFd()), deleteIt, &breaks);
+    sendRaw(makeFrame(100, 50, 'a'));
+    EXPECT_EQ(0, reading->readData(&message));
+    reading->shutdownSocket();
+    EXPECT_EQ(-1, reading->readData(&message));
+
+    reconnect();
+    auto* writing = new Connection(1, dup(connection->getFd()), deleteIt, &breaks);
+    const std::string largest = makeFrame(0x30000 - 4, 0x30000 - 4, 'a');
+    EXPECT_EQ(Connection::RESULT_MESSAGE_TOO_LARGE, writing->sendMessage(makeMessage(largest + "b")));
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(Connection::RESULT_OK, writing->sendMessage(makeMessage(largest)));
+    EXPECT_EQ(1, pump(*writing));
+    sockets->closeFar();
+    std::thread([&] { EXPECT_EQ(-1, pump(*writing)); }).join(); // and no signal
+    EXPECT_EQ(2, breaks);
+}
+
+// Two threads queue and pump at once, as senders and the loop do; the socket is full most of the time.
+TEST_F(ConnectionTest, messagesOfTwoThreadsStayWholeAndInOrder)
+{
+    constexpr unsigned kCount = 1000;
+    Connection peer(1, dup(sockets->far()), nullptr, nullptr);
+    setSocketBufferSize(peer.getFd(), 4096);
+    auto send = [&](char fill) {
+        for (unsigned i = 0; i < kCount; ++i) {
+            peer.sendMessage(makeMessage(makeFrame(13 + 9 * i, 13 + 9 * i, fill)));
+            pump(peer);
+        }
+        while (pump(peer) > 0)
+            std::this_thread::yield();
+    };
+    std::thread first(send, 'a');
+    std::thread second(send, 'b');
+    unsigned received[2] = {0, 0};
+    while (received[0] + received[1] < 2 * kCount && result == 0) {
+        pollfd poller{connection->getFd(), POLLIN, 0};
+        poll(&poller, 1, -1);
+        const std::string frame = readOnce();
+        if (frame.empty())
+            continue;
+        const unsigned length = 13 + 9 * received[frame.back() == 'b']++;
+        EXPECT_EQ(makeFrame(length, length, frame.back()), frame);
+    }
+    first.join();
+    second.join();
+}
+
+TEST_F(ConnectionTest, namesItsPeer)
+{
+    const std::string name = connection->getName();
+    EXPECT_NE(std::string::npos, name.find(" pid=" + std::to_string(getpid()) + " , "));
+    EXPECT_NE(std::string::npos, name.find(program_invocation_name + std::string("]"))) << name;
+
+    const std::string address = std::to_string(getpid()) + "-tavix-gone";
+    const int server = startAbstractUnixDomainServer(address.c_str());
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(connectToServerAbstractUnixDomain(address.c_str()) < 0);
+    EXPECT_EQ(child, waitpid(child, nullptr, 0));
+    const int fd = accept(server, nullptr, nullptr);
+    EXPECT_EQ("[ id=3 fd=" + std::to_string(fd) + " pid=" + std::to_string(child) + " , ]",
+              Connection(3, fd, nullptr, nullptr).getName());
+    close(server);
+}
+
+} // namespace
