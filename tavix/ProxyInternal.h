@@ -1,0 +1,92 @@
+#ifndef TAVIX_PROXYINTERNAL_H
+#define TAVIX_PROXYINTERNAL_H
+
+#include "tavix/Connection.h"
+#include "tavix/TavixProxy.h"
+#include "tavix/elements/EESPeekParser.h"
+#include "tavix/foundation/NonCopyable.h"
+
+#include <atomic>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace Tavix {
+
+// One connection of a proxy and its place in the loop. Whoever reads, writes or tears down holds a reference,
+// so a break that one thread finds never pulls the object away under another that is inside readData or
+// writeData.
+struct ProxyLink {
+    ProxyLink(int fd, unsigned linkId) : connection(0, fd, nullptr, nullptr), id(linkId) {}
+
+    Connection connection;
+    void** source = nullptr; // guarded by writeLock once the link is in use; null after the tear-down
+    const unsigned id;       // counts the proxy's connections from 1
+};
+
+// Lock order: connectionLock, requestLock, methodLock and tableLock are held for a few lines each and never
+// across one another, a callback or a system call. writeLock is held during Connection::writeData and may be
+// followed by the loop's own lock; it is never held during a callback either: a break that writeData finds is
+// handled after its release.
+struct ProxyPrivate {
+    mutable std::mutex connectionLock; // guards link
+    std::mutex requestLock;            // guards requests
+    std::mutex writeLock;              // one writer at a time, and the source of every link
+    std::mutex methodLock;             // guards pendingMethods and the place of every call in it
+    std::mutex tableLock;              // guards sharedObjects
+
+    std::shared_ptr<ProxyLink> link;
+    std::atomic<unsigned> linkId{0}; // of link, 0 while there is none; read without the lock
+    std::atomic<unsigned> nextLinkId{1};
+
+    std::map<unsigned, CoreRequest*> requests; // by request identifier, owned
+    std::list<SharedPtr<TavixProxy::MethodCall>> pendingMethods;
+    std::map<std::string, SharedObjectObserver*> sharedObjects;
+    std::atomic<unsigned> nextRequestId{1};
+};
+
+// One inbound call, from its dispatch until the last holder of the token lets go. While it stands in
+// pendingMethods it is unanswered.
+class TavixProxy::MethodCall : public SharedObjectObserver::MethodInvocation,
+                               public Ferrule::NonCopyable<MethodCall> {
+public:
+    // Takes data. Adds a NullElem under "params" when the call has none.
+    MethodCall(TavixProxy* owner, ResponseData* received);
+    // Takes params. For a call of which nothing else was decoded.
+    MethodCall(TavixProxy* owner, RoutingFields const& fields, Element* callParams, int client,
+               unsigned request, unsigned connection);
+
+    std::string const& getObjectName() override { return objName; }
+    std::string const& getMethodName() override { return method; }
+    std::string const& getIdentity() override { return identity; }
+    Element* getParams() override { return params; }
+    void respond(Element* result) override;
+
+    // False for a message that names no object or no method: it cannot be dispatched.
+    bool isComplete() const { return complete; }
+
+    std::atomic<TavixProxy*> proxy;           // null once the proxy has gone
+    const std::unique_ptr<ResponseData> data; // null when only params were decoded
+    const std::unique_ptr<Element> ownParams; // null when data has them
+    std::atomic<bool> responded{false};
+    std::string objName;
+    std::string method;
+    std::string identity;
+    Element* params; // lent from data or ownParams
+    const int clientId;
+    const unsigned requestId;
+    const unsigned connectionId;
+
+    // Guarded by methodLock.
+    bool pending = false;
+    std::list<SharedPtr<MethodCall>>::iterator place;
+
+private:
+    bool complete;
+};
+
+} // namespace Tavix
+
+#endif

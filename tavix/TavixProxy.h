@@ -1,0 +1,181 @@
+#ifndef TAVIX_TAVIXPROXY_H
+#define TAVIX_TAVIXPROXY_H
+
+#include <tavix/CoreRequest.h>
+#include <tavix/PollLoopIf.h>
+#include <tavix/RemoteProxyResult.h>
+#include <tavix/ResponseData.h>
+#include <tavix/SharedObjectObserver.h>
+#include <tavix/elements/EESMessageType.h>
+#include <tavix/elements/EESVisitor.h>
+#include <tavix/elements/Element.h>
+#include <tavix/foundation/BasicSingleton.h>
+#include <tavix/foundation/Export.h>
+#include <tavix/foundation/Semaphore.h>
+#include <tavix/foundation/SharedPtr.h>
+
+#include <memory>
+#include <semaphore.h>
+#include <string>
+
+namespace Tavix {
+
+class Connection;
+struct Message;
+struct ProxyPrivate;
+struct ProxyLink;
+
+// The client end of the bus: one object per connection. It calls methods of other processes' objects and
+// serves the application's own.
+//
+// Threads: every callback, handler and response runs inside PollLoopIf::iterate, on the thread that calls it.
+// Sending (callMethodAsync, addSharedObject, removeSharedObject, respond of a token) is open to all threads.
+// wait and callMethod run the loop on the calling thread, so on a plain proxy they belong to the loop's
+// thread.
+//
+// A blocking call may be made from inside a handler or a callback: it runs the loop further, and other
+// inbound messages are dispatched meanwhile. There is no time-out: a call ends with its answer or with its
+// connection.
+class TAVIX_API TavixProxy : public Ferrule::BasicSingleton<TavixProxy> {
+public:
+    // An interface for tracing traffic; the elements are lent for the call. Called on the thread that sends
+    // or dispatches.
+    class TAVIX_API Log {
+    public:
+        virtual ~Log();
+        virtual void logMethodCall(bool incoming, std::string const& objName, std::string const& method,
+                                   Element* params, unsigned requestId) = 0;
+        virtual void logMethodResponse(unsigned requestId, Element* result) = 0;
+        virtual void logEventReceived(std::string const& objName, std::string const& event,
+                                      Element* data) = 0;
+        virtual void logEventSent(std::string const& objName, std::string const& event, Element* data) = 0;
+    };
+
+    class MethodCall;
+
+    // What handleMethodResponse completes.
+    enum MessageType { kResponse = 1 };
+
+    // Shares the loop. Makes no connection.
+    explicit TavixProxy(SharedPtr<PollLoopIf> const& loop);
+    TavixProxy(TavixProxy const&) = delete;
+    TavixProxy& operator=(TavixProxy const&) = delete;
+
+    // Closes the connection. Callbacks of requests in flight do not run; tokens that are still held are
+    // harmless. Runs on the loop's thread, outside of the proxy's own callbacks.
+    virtual ~TavixProxy();
+
+    // Creates the process's proxy, which BasicSingleton<TavixProxy>::instance then answers and which is
+    // deleted at the end of the process. A second call stops the process. Lends the proxy.
+    static TavixProxy* init(SharedPtr<PollLoopIf> const& loop);
+
+    // Connects to the bus. address: null or empty for the default socket (see getSocketPath), the path of a
+    // Unix domain socket, or otherwise a TCP address "host", "host:port" or "[v6 address]:port".
+    // bufferSize: bytes for the socket's send and receive buffers; 0 leaves the system's default.
+    // True when the proxy is connected on return, also when it was before. Blocks for up to 11 seconds when
+    // nobody listens on a Unix domain path. After a lost connection the application connects again, and adds
+    // its shared objects again: the bus has forgotten them.
+    bool connect(char const* address, int bufferSize);
+
+    // Adopts a connected stream socket: takes fd, also on failure. Exceptions: on a proxy that is connected
+    // already fd stays the caller's and the answer is true; -1 answers false.
+    bool connectToFd(int fd);
+
+    virtual bool isConnected();
+
+    // Shares the log; an empty pointer ends logging. Set it before other threads use the proxy.
+    virtual void setLog(SharedPtr<Log> const& log);
+
+    // Calls a method and waits. Lends params (null for none). Gives back the result: result is PROXY_OK and
+    // the value the caller's; or the code of the exception, and the ExceptionElem the caller's; or another
+    // code and null when the call could not be sent.
+    virtual Element* callMethod(std::string objName, std::string method, Element* params,
+                                RemoteProxyResult& result);
+
+    // Sends a call and returns. Lends params for the call. With PROXY_OK the callback (which may be null)
+    // runs exactly once; with any other result it never runs.
+    virtual RemoteProxyResult callMethodAsync(std::string objName, std::string method, Element* params,
+                                              ResponseCallback callback, void* userData);
+
+    // The same with parameters built by tvx_elem_new from format and the arguments behind it.
+    virtual RemoteProxyResult callMethodAsync(ResponseCallback callback, void* userData,
+                                              std::string const& objName, std::string const& method,
+                                              std::string const& format, ...);
+
+    // Runs the loop until the semaphore can be taken.
+    virtual void wait(Ferrule::Semaphore& sem);
+    virtual void wait(sem_t* sem);
+
+    // Routes a received call or event. Takes data.
+    virtual void dispatchEvent(ResponseData* data);
+
+    // Encodes and sends one request; every message that the proxy originates comes through here. Lends
+    // params. With PROXY_OK in result the callback, if any, runs once. The answer is null when nothing waits
+    // for a response; it is for a test against null only.
+    virtual CoreRequest* formatAndSendRequest(EESMessageType type, std::string const& objName,
+                                              std::string const& method, Element* params, bool wantsResponse,
+                                              RemoteProxyResult& result, ResponseCallback callback,
+                                              void* userData);
+
+    // Publishes an object under a name. Lends observer until removeSharedObject or the proxy's end. PROXY_OK
+    // says that the request was sent; when the bus refuses it, a line on standard error names object, text
+    // and code. A name that is there already keeps its first observer.
+    RemoteProxyResult addSharedObject(std::string objName, SharedObjectObserver* observer);
+
+    // Takes a name back. Calls to it that are not answered yet get the exception "Object disappeared",
+    // code 2.
+    RemoteProxyResult removeSharedObject(std::string objName);
+
+    // Sends the response to a call. Lends result. Dropped without a word when the connection has gone; a
+    // result that cannot be sent is replaced by an exception with code -1 that says why.
+    void sendResponse(unsigned clientId, int requestId, Element* result);
+
+    // PROXY_MEMORY_ERROR for the encoder's failure, else PROXY_OK.
+    RemoteProxyResult getResultCode(EESVisitor::Result r) const;
+    // The result for an exception's code: code itself from 1 to 9, else PROXY_EXCEPTION. Stores nothing.
+    RemoteProxyResult setProxyResult(int code) const;
+
+protected:
+    // Sent as the "identity" of every call. Set it before the first call.
+    std::string _identity;
+
+private:
+    friend class MethodCall;
+
+    bool watch(ProxyLink& link);
+    static void sourceCallback(void** source, void* proxy);
+    void sourceReadOrWrite(void** source);
+    void sourceRead();
+    void sourceWrite();
+    void sourceWrite(std::shared_ptr<ProxyLink> const& link);
+    void handleReceivedMessage(SharedPtr<Message> const& message, unsigned connectionId);
+    void handleUndecodable(Message const& message, unsigned clientId, unsigned connectionId);
+    void handleMethodResponse(int requestId, MessageType type, MapElem* map);
+    void reportRefusal(CoreRequest const& core, MapElem const* map);
+    ResponseData* serveBackChannel(MapElem* message, int clientId);
+    void connectionBroken(std::shared_ptr<ProxyLink> const& link);
+
+    std::shared_ptr<ProxyLink> currentLink() const;
+    CoreRequest* sendRequest(RequestData& requestData, CoreRequest* core, RemoteProxyResult& result);
+    bool forgetRequest(unsigned id, CoreRequest* core);
+
+    bool dispatchPlainCall(Message const& message, unsigned clientId, unsigned connectionId,
+                           std::shared_ptr<void const> const& owner);
+    void dispatchMethodCall(ResponseData* data);
+    void startMethodCall(SharedPtr<MethodCall> const& call);
+    void runMethodCall(SharedPtr<MethodCall> const& call);
+    void answerThrown(MethodCall* call, char const* what);
+    void _sendMethodResponse(MethodCall* call, Element* result);
+    void sendResponseOn(unsigned connectionId, unsigned clientId, int requestId, Element* result);
+
+    SharedPtr<PollLoopIf> _pollLoopIf;
+    SharedPtr<Log> _log;
+    std::unique_ptr<ProxyPrivate> _private;
+};
+
+// The callback of callMethod: takes the response's tree into the waiting call's state and wakes it.
+void cm_callback(ResponseData const* r, void* state);
+
+} // namespace Tavix
+
+#endif

@@ -1,0 +1,236 @@
+// The receiving half and the pump of the send queue: what the loop reports is read one message at a time,
+// decoded, and told apart as a call or event, a response, or the request for a descriptor transfer. The end
+// of a connection has one winner, the thread that takes the link out of the proxy; it alone completes the
+// requests of that link.
+
+#include "tavix/Message.h"
+#include "tavix/ProxyInternal.h"
+#include "tavix/TavixProxy.h"
+#include "tavix/elements/EESFormat.h"
+#include "tavix/elements/EESParser.h"
+#include "tavix/elements/EESPeekParser.h"
+#include "tavix/elements/ExceptionElem.h"
+#include "tavix/elements/MapElem.h"
+#include "tavix/elements/NullElem.h"
+#include "tavix/foundation/Check.h"
+#include "tavix/foundation/SingleThreaded.h"
+
+#include <cstdio>
+#include <utility>
+#include <vector>
+
+namespace Tavix {
+
+namespace {
+
+std::string textOf(MapElem const* map, char const* key)
+{
+    Element* child = map->find(key);
+    return child ? child->stringValue() : std::string();
+}
+
+} // namespace
+
+void TavixProxy::sourceCallback(void** source, void* proxy)
+{
+    static_cast<TavixProxy*>(proxy)->sourceReadOrWrite(source);
+}
+
+void TavixProxy::sourceReadOrWrite(void** source)
+{
+    // Both are asked before a handler can run: a nested pass of the loop takes the answers away.
+    bool readable = false;
+    bool writable = false;
+    TAVIX_CHECK(_pollLoopIf->sourceIsReadable(source, readable) == 0,
+                "_pollLoopIf->sourceIsReadable(source, readable) == 0");
+    TAVIX_CHECK(_pollLoopIf->sourceIsWritable(source, writable) == 0,
+                "_pollLoopIf->sourceIsWritable(source, writable) == 0");
+    if (readable)
+        sourceRead();
+    if (writable)
+        sourceWrite();
+}
+
+void TavixProxy::sourceRead()
+{
+    std::shared_ptr<ProxyLink> link = currentLink();
+    if (!link)
+        return;
+    SharedPtr<Message> message;
+    if (link->connection.readData(&message) == -1)
+        connectionBroken(link);
+    else if (message.get())
+        handleReceivedMessage(message, link->id);
+}
+
+void TavixProxy::sourceWrite()
+{
+    if (std::shared_ptr<ProxyLink> link = currentLink())
+        sourceWrite(link);
+}
+
+void TavixProxy::sourceWrite(std::shared_ptr<ProxyLink> const& link)
+{
+    int unsent;
+    {
+        Ferrule::Guard<std::mutex> guard(_private->writeLock);
+        if (!link->source)
+            return; // torn down
+        // 0 says that the queue was empty; what another thread queues from now on it pumps itself.
+        link->connection.checkSendQueue();
+        unsent = link->connection.writeData();
+        if (unsent > 0)
+            _pollLoopIf->sourceAddWatch(link->source, kWriteWatch);
+        else if (unsent == 0)
+            _pollLoopIf->sourceRemoveWatch(link->source, kWriteWatch);
+    }
+    if (unsent == -1)
+        connectionBroken(link);
+}
+
+void TavixProxy::handleReceivedMessage(SharedPtr<Message> const& message, unsigned connectionId)
+{
+    message->messageId = readBigEndian32(message->data + kOffsetMessageId);
+    const unsigned clientId = readBigEndian32(message->data + kOffsetReplyClientId);
+    std::shared_ptr<void const> owner;
+    if (message->size >= kSharedLength)
+        owner = std::make_shared<SharedPtr<Message>>(message);
+    if (dispatchPlainCall(*message, clientId, connectionId, owner))
+        return;
+    std::unique_ptr<Element> root(EESParser::readContainer(message->data + kSizeFieldLength,
+                                                           message->size - kSizeFieldLength, kParsePosition,
+                                                           message->data[kOffsetVersion], std::move(owner)));
+    if (!root || !root->isMap()) {
+        std::puts("ClientSession: handleReceivedMessage() - OUT OF MEMORY");
+        std::fflush(stdout);
+        handleUndecodable(*message, clientId, connectionId);
+        return;
+    }
+    MapElem* map = static_cast<MapElem*>(root.release());
+    const std::string messageType = textOf(map, "messageType");
+    if (messageType == "response") {
+        handleMethodResponse(static_cast<int>(message->messageId), kResponse, map);
+        return;
+    }
+
+    std::unique_ptr<ResponseData> data(new ResponseData(map));
+    if (messageType == "backChannel")
+        data.reset(serveBackChannel(std::exchange(data->map, nullptr), static_cast<int>(clientId)));
+    data->clientId = static_cast<int>(clientId);
+    data->requestId = message->messageId;
+    data->connectionId = connectionId;
+    if (messageType == "method")
+        dispatchEvent(data.release());
+    else if (messageType == "backChannel")
+        sendResponseOn(connectionId, clientId, static_cast<int>(message->messageId),
+                       data->map->find("result"));
+    else
+        std::puts("NO SUCH MESSAGE TYPE!");
+}
+
+void TavixProxy::handleUndecodable(Message const& message, unsigned clientId, unsigned connectionId)
+{
+    RoutingFields fields;
+    EESPeekParser::readRoutingFields(message.data + kSizeFieldLength, message.size - kSizeFieldLength,
+                                     kParsePosition, fields);
+    if (fields.messageType == "response") {
+        MapElem* map = new MapElem;
+        map->addChild("result", new ExceptionElem("The response could not be decoded", -1));
+        handleMethodResponse(static_cast<int>(message.messageId), kResponse, map);
+    } else if (fields.systemRule == "callMethod" || fields.systemRule == "backChannel") {
+        ExceptionElem exception("The call could not be decoded", -1);
+        sendResponseOn(connectionId, clientId, static_cast<int>(message.messageId), &exception);
+    }
+}
+
+void TavixProxy::handleMethodResponse(int requestId, MessageType, MapElem* map)
+{
+    ResponseData responseData(map);
+    std::unique_ptr<CoreRequest> core;
+    {
+        Ferrule::Guard<std::mutex> guard(_private->requestLock);
+        auto entry = _private->requests.find(static_cast<unsigned>(requestId));
+        if (entry == _private->requests.end())
+            return;
+        core.reset(entry->second);
+        _private->requests.erase(entry);
+    }
+    if (!map->find("result")) // a response without a value
+        map->addChild("result", new NullElem);
+    if (_log.get() && core->type == CallMethod)
+        _log->logMethodResponse(static_cast<unsigned>(requestId), map->find("result"));
+    if (core->type == AddSharedObject)
+        reportRefusal(*core, map);
+    responseData.requestId = static_cast<unsigned>(requestId);
+    core->setResponse(&responseData);
+}
+
+void TavixProxy::reportRefusal(CoreRequest const& core, MapElem const* map)
+{
+    Element* answer = map->find("result");
+    if (answer->isException())
+        std::fprintf(stderr, "TavixProxy: the bus refused to share object \"%s\": %s (code %d)\n",
+                     core.objName.c_str(), answer->stringValue().c_str(), answer->intValue());
+}
+
+ResponseData* TavixProxy::serveBackChannel(MapElem* message, int)
+{
+    delete message;
+    MapElem* answer = new MapElem;
+    answer->addChild("result",
+                     new ExceptionElem("This process does not receive descriptors", PROXY_EXCEPTION));
+    return new ResponseData(answer);
+}
+
+void TavixProxy::dispatchEvent(ResponseData* data)
+{
+    if (!data->map->hasChild("event")) {
+        dispatchMethodCall(data);
+        return;
+    }
+    delete data; // nobody here observes it
+}
+
+void TavixProxy::connectionBroken(std::shared_ptr<ProxyLink> const& link)
+{
+    {
+        Ferrule::Guard<std::mutex> guard(_private->connectionLock);
+        if (_private->link != link)
+            return;
+        _private->link.reset();
+        _private->linkId = 0;
+    }
+    void** source;
+    {
+        Ferrule::Guard<std::mutex> guard(_private->writeLock);
+        source = std::exchange(link->source, nullptr);
+        _pollLoopIf->sourceRemoveWatch(source, kReadWatch | kWriteWatch);
+    }
+    // The descriptor closes with the last holder of the link; the peer hears of it now.
+    link->connection.shutdownSocket();
+
+    std::vector<std::pair<unsigned, std::unique_ptr<CoreRequest>>> ended;
+    {
+        Ferrule::Guard<std::mutex> guard(_private->requestLock);
+        for (auto entry = _private->requests.begin(); entry != _private->requests.end();) {
+            if (entry->second->connectionId == link->id) {
+                ended.emplace_back(entry->first, entry->second);
+                entry = _private->requests.erase(entry);
+            } else {
+                ++entry;
+            }
+        }
+    }
+    for (auto& request : ended) {
+        MapElem* map = new MapElem;
+        map->addChild("result", new ExceptionElem("Connection broken", PROXY_CONNECTION_ERROR));
+        ResponseData responseData(map);
+        responseData.requestId = request.first;
+        request.second->setResponse(&responseData);
+    }
+    // Last, because it wakes the loop: the thread in there may be the one that waits for such a request.
+    _pollLoopIf->removeSource(source);
+    _pollLoopIf->deleteSource(source);
+}
+
+} // namespace Tavix
