@@ -1,0 +1,131 @@
+#include "tavix/LogDebug.h"
+#include "tavix/StringLog.h"
+#include "tavix/TavixBus.h"
+#include "tavix/TvxObjectInternal.h"
+#include "tavix/elements/ElementIterator.h"
+#include "tavix/elements/ListElem.h"
+#include "tavix/elements/MapElem.h"
+#include "tavix/elements/NullElem.h"
+#include "tavix/elements/StringElem.h"
+
+#include <map>
+#include <memory>
+
+namespace Tavix {
+
+namespace {
+
+template <Element* (TvxObject::*method)(Element*)>
+Element* callMember(TableDrivenTavix* object, std::string const&, std::string const&, Element* params)
+{
+    return (static_cast<TvxObject*>(object)->*method)(params);
+}
+
+struct Description {
+    char const* method;
+    char const* text;
+};
+
+const Description kDescriptions[] = {
+    {"listObjects", "Lists all objects registered with the tavix bus"},
+    {"toggleDebug", "Enable logging of debug to stdout"},
+    {"getDebug", "Get a history of log messages"},
+};
+
+bool hasChildText(Element* params, char const* text)
+{
+    if (params->getNumChildren() <= 0)
+        return false;
+    std::unique_ptr<ElementIterator> children(params->iterator());
+    while (children && children->hasNext()) {
+        Element* child = children->next();
+        if (child && child->stringValue() == text)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+const TableDrivenTavix::Entry TvxObject::METHODS[] = {
+    {"listObjects", callMember<&TvxObject::listObjects>},
+    {"toggleDebug", callMember<&TvxObject::toggleDebug>},
+    {"getDebug", callMember<&TvxObject::getDebug>},
+};
+
+const unsigned TvxObject::NUM_METHODS = sizeof(METHODS) / sizeof(METHODS[0]);
+
+TvxObject::TvxObject(TavixBus* bus) : TableDrivenTavix("tvx", METHODS, NUM_METHODS), _bus(bus)
+{
+}
+
+int TvxObject::getClientId(std::string_view name) const
+{
+    return _directory.findMatch(name);
+}
+
+int TvxObject::addObject(std::string const& objName, int clientId)
+{
+    return _directory.addObject(objName, clientId);
+}
+
+int TvxObject::removeObject(std::string const& objName, int clientId)
+{
+    return _directory.removeObject(objName, clientId);
+}
+
+void TvxObject::removeAllObjectsForClient(int clientId)
+{
+    _directory.removeAllObjectsForClient(clientId);
+}
+
+Element* TvxObject::listObjects(Element*)
+{
+    ListElem* names = new ListElem;
+    for (auto const& object : _directory.getObjects())
+        names->add(object.first);
+    return names;
+}
+
+Element* TvxObject::toggleDebug(Element*)
+{
+    LogDebug::printDebug = !LogDebug::printDebug;
+    return new NullElem;
+}
+
+Element* TvxObject::getDebug(Element* params)
+{
+    const bool observers = hasChildText(params, "observers");
+    ListElem* lines = new ListElem;
+    StringLog::Iterator position;
+    LogDebug::getLog().begin(position);
+    while (char const* line = LogDebug::getLog().getNext(position))
+        lines->addChild(0u, new StringElem(line));
+
+    lines->add("Connection(s):\n");
+    std::map<int, std::string> connections;
+    _bus->getConnectionDebug(connections);
+    for (auto const& connection : connections) {
+        std::string text = connection.second;
+        std::string owned;
+        _directory.getAllObjectsForClient(connection.first, owned);
+        if (!owned.empty())
+            text += "\n\tobjects:\n\t\t" + owned;
+        std::string observed;
+        if (observers)
+            _bus->getEventListDebugForClientId(connection.first, observed);
+        if (!observed.empty())
+            text += "\n\tobservers:\n\t\t" + observed;
+        lines->add(text);
+    }
+    return lines;
+}
+
+void TvxObject::_populateInterfaceDescription(Element* description)
+{
+    Element* methods = description->getChild("methods");
+    for (Description const& entry : kDescriptions)
+        methods->getChild(entry.method)->addChild("description", new StringElem(entry.text));
+}
+
+} // namespace Tavix
