@@ -156,7 +156,7 @@ bool Connection::_readBytes(unsigned char* target, unsigned missing, unsigned& c
 {
     ssize_t got;
     do {
-        got = read(_fd, target, missing);
+        got = recv(_fd, target, missing, 0); // cheaper than read on a socket
     } while (got < 0 && errno == EINTR);
     if (got > 0)
         count += static_cast<unsigned>(got);

@@ -20,11 +20,22 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <new>
 #include <poll.h>
 #include <unistd.h>
 
 namespace Tavix {
+
+namespace {
+
+bool isEmpty(fd_set const& set)
+{
+    static const fd_set none{};
+    return std::memcmp(&set, &none, sizeof set) == 0;
+}
+
+} // namespace
 
 int SelectLoopGlue::prepare(fd_set& read, fd_set& write)
 {
@@ -80,7 +91,9 @@ int SelectLoopGlue::_wait(fd_set& read, fd_set& write)
         FD_SET(_wakeFd, &read);
         highest = std::max(highest, _wakeFd);
     }
-    int bits = select(highest + 1, &read, &write, nullptr, nullptr);
+    // The kernel walks every set that it is given, and hardly a pass watches for writing.
+    fd_set* const watchedForWriting = isEmpty(write) ? nullptr : &write;
+    int bits = select(highest + 1, &read, watchedForWriting, nullptr, nullptr);
     const int error = errno;
     _waiting.store(false, std::memory_order_relaxed);
     if (bits < 0) {

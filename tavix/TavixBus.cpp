@@ -271,8 +271,11 @@ bool TavixBus::sendTo(int clientId, SharedPtr<Message> const& message)
 
 void TavixBus::brokenConnectionCallback(Connection* connection, void* bus)
 {
-    static_cast<TavixBus*>(bus)->connectionBroken(connection);
+    TavixBus* self = static_cast<TavixBus*>(bus);
+    self->connectionBroken(connection);
     delete connection;
+    if (self->_listeningPaused)
+        self->resumeListening(); // its descriptor is free now
 }
 
 void TavixBus::connectionBroken(Connection* connection)

@@ -140,10 +140,9 @@ Element* readNonTerminal(Info* info, unsigned id)
 // Reads one node. Null when there is nothing to add to the container, also when the message is refused.
 Element* readNode(Info* info)
 {
-    if (info->level > kMaxNesting)
-        info->refused = true;
-    // The head reads as zeros there: an empty list.
-    else if (remaining(info) == 0 && ++info->surplus > kMaxSurplusNodes)
+    // Behind the end the head reads as zeros: an empty list.
+    bool const isSurplus = remaining(info) == 0;
+    if (info->level > kMaxNesting || (isSurplus && ++info->surplus > kMaxSurplusNodes))
         info->refused = true;
     if (info->refused)
         return nullptr;

@@ -188,7 +188,8 @@ void EESVisitor::startHeader(int type, unsigned messageId)
     if (!_reserve(kHeaderLength))
         return;
     unsigned char* const header = bytes(_buffer);
-    std::memcpy(header + kOffsetMagic, "#$", 2);
+    header[kOffsetMagic] = '#';
+    header[kOffsetMagic + 1] = '$';
     header[kOffsetFormatMark] = kFormatMark;
     header[kOffsetVersion] = kFormatVersion;
     writeBigEndian32(header + kOffsetMessageId, messageId);
