@@ -1,0 +1,81 @@
+// tavixctl call: one method call, its argument and its result as JSON.
+
+#include "tavixctl/BusClient.h"
+#include "tavixctl/JsonArgument.h"
+#include "tavixctl/StandardOutput.h"
+#include "tavixctl/Verbs.h"
+
+#include <tavix/elements/JsonVisitor.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace {
+
+struct CallOptions {
+    BusOptions bus;
+    std::string object;
+    std::string method;
+    std::optional<std::string> argument;
+};
+
+char const kDescription[] = "Calls METHOD of OBJECT and prints the result as JSON on one line.";
+
+char const kFooter[] =
+    R"(JSON has no form for some kinds of values. In a result, bytes are a text in base64 and
+an exception inside the value is {"exceptionstring": ..., "exceptioninteger": ...}.
+
+Examples:
+  tavixctl call machine uptime
+  tavixctl call machine list '"/etc"'
+  tavixctl call --timeout 2.5 machine processes 5
+  echo '{"path": "/etc", "depth": 2}' | tavixctl call files find -
+  tavixctl call --address 192.0.2.7:5010 machine load)";
+
+int run(CallOptions const& options)
+{
+    StandardOutput output;
+    SharedPtr<Tavix::Element> argument;
+    std::string error;
+    if (options.argument) {
+        argument = readJsonArgument(*options.argument, error);
+        if (!argument.get())
+            return fail(kUsage, error);
+    }
+    BusClient client(options.bus);
+    ExitCode code = client.connect();
+    std::unique_ptr<Tavix::Element> result;
+    if (code == kSuccess)
+        code = client.call(options.object, options.method, argument.get(), result);
+    if (code != kSuccess)
+        return code;
+    if (!output.write(Tavix::JsonVisitor::toJsonString(result.get()) + "\n"))
+        return fail(kOutputFailed, std::string("cannot write the result: ") + std::strerror(errno));
+    return kSuccess;
+}
+
+} // namespace
+
+void addCallVerb(CLI::App& program, VerbAction& action)
+{
+    auto options = std::make_shared<CallOptions>();
+    CLI::App* verb = program.add_subcommand("call", kDescription);
+    verb->add_option("OBJECT", options->object, "Name of the object, as its service publishes it")
+        ->required()
+        ->type_name("");
+    verb->add_option("METHOD", options->method, "Name of the method")->required()->type_name("");
+    verb->add_option_function<std::string>(
+            "ARGUMENT", [options](std::string const& text) { options->argument = text; },
+            "The method's parameter, as JSON text; - reads it from\n"
+            "standard input. When absent no value is sent. Integers\n"
+            "have 32 bits")
+        ->type_name("");
+    options->bus.addTo(*verb);
+    verb->group("Verbs");
+    verb->footer(std::string(kFooter) + "\n\n" + kExitCodes);
+    verb->callback([options, &action] { action = [options] { return run(*options); }; });
+}
