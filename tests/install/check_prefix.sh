@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# Looks at an installed tree as a user does who has nothing but that tree, a compiler and pkg-config.
+#   check_prefix.sh headers|programs|symbols PREFIX
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+check=$1
+prefix=$2
+
+# Only the installed description is seen: a flag that needs another package would be an error here.
+pc=$(find "$prefix" -name tavix.pc)
+export PKG_CONFIG_LIBDIR=${pc%/*}
+cflags=$(pkg-config --cflags tavix)
+libs=$(pkg-config --libs tavix)
+strict="-Wall -Wextra -Wpedantic -Werror"
+work=$(mktemp -d)
+started=()
+finish() {
+    [ ${#started[@]} -eq 0 ] || kill "${started[@]}" 2>/dev/null || true
+    rm -rf "$work"
+}
+trap finish EXIT
+
+# Each header compiles alone: it includes what it uses, and nothing that is not installed.
+headers() {
+    local include
+    include=$(pkg-config --variable=includedir tavix)
+    (cd "$include" && find tavix -name '*.h') | sort >"$work/list"
+    [ -s "$work/list" ]
+    xargs -a "$work/list" -n 1 -P 2 sh -c 'echo "#include <$4>" |
+        $0 $1 $2 $3 -fsyntax-only -x c++ - || { echo "in $4"; exit 255; }' "${CXX:-g++}" -std=c++17 "$strict" "$cflags"
+    for c_header in capi.h elements/TvxResult.h foundation/Export.h; do
+        printf '#include <tavix/%s>\nextern int something;\n' "$c_header" |
+            ${CC:-gcc} -std=c99 $strict $cflags -fsyntax-only -x c -
+    done
+    echo "$(wc -l <"$work/list") headers"
+}
+
+# A program in C++ and one in C99 compile with the flags of pkg-config and nothing else, build trees, and call
+# an object through the installed bus.
+programs() {
+    local library_path bus_ready object_ready
+    library_path=$(pkg-config --variable=libdir tavix)
+    ${CXX:-g++} -std=c++17 $strict "$here/class_program.cpp" -o "$work/class_program" $cflags $libs
+    ${CC:-gcc} -std=c99 $strict "$here/flat_program.c" -o "$work/flat_program" $cflags $libs
+
+    export QZV_RUNTIME_DIR=$work
+    # The installed programs find the library themselves.
+    exec 3< <(exec timeout 60 "$prefix/bin/tavix-bus")
+    started+=($!)
+    read -r bus_ready <&3
+    export LD_LIBRARY_PATH=$library_path
+    exec 4< <(exec timeout 60 "$work/class_program" serve)
+    started+=($!)
+    read -r object_ready <&4
+    echo "bus: $bus_ready; object: $object_ready"
+    "$work/class_program" call
+    "$work/flat_program" call
+    unset LD_LIBRARY_PATH
+    [ "$("$prefix/bin/tavixctl" call mirror show '[1, "two"]' | tr -d ' \n')" = '[1,"two"]' ]
+}
+
+# The library exports every function that capi.h declares and no other of that prefix, and shows its users
+# nothing of the libraries that it is made with.
+symbols() {
+    local library
+    library=$(pkg-config --variable=libdir tavix)/libtavix.so
+    nm -DC --defined-only "$library" | cut -d ' ' -f 3- | sort >"$work/symbols"
+    grep -oE '\btvx_[a-z_]+\(' "$(pkg-config --variable=includedir tavix)/tavix/capi.h" | tr -d '(' | sort -u >"$work/declared"
+    diff "$work/declared" <(grep -oE '^tvx_[a-z_]+' "$work/symbols" | sort -u)
+    if grep -E 'nlohmann|CLI::' "$work/symbols"; then
+        echo "libtavix.so exports these, which are not its own"
+        return 1
+    fi
+    readelf -d "$library" | grep -q 'SONAME.*\[libtavix\.so\.1\]'
+}
+
+"$check"

@@ -1,0 +1,119 @@
+// A process at the bus under QZV_RUNTIME_DIR, in one of two parts.
+//   owner NAME                  serves the object NAME until standard input ends; says "ready" when it does
+//   caller OBJECT METHOD COUNT  has COUNT calls open at once, the last of them blocking, and says of each the
+//                               code and the text of the exception that ended it
+#include <tavix/tavix.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+using namespace Tavix;
+
+namespace {
+
+void say(std::string const& line)
+{
+    std::puts(line.c_str());
+    std::fflush(stdout);
+}
+
+class Owner : public SharedObjectObserver {
+public:
+    using SharedObjectObserver::callMethod;
+    using Invocation = SharedPtr<MethodInvocation>;
+
+    explicit Owner(TavixProxy& proxy) : _proxy(proxy) {}
+
+    Element* callMethod(std::string, std::string method, Element* params) override
+    {
+        RemoteProxyResult result;
+        if (method == "echo")
+            return params->clone();
+        if (method == "text")
+            return new StringElem(std::string(static_cast<size_t>(params->intValue()), 'x'));
+        if (method == "descriptor")
+            return new FileDescriptorElem(params->intValue(), "host", "pid", "exe");
+        if (method == "via") // hands {"object", "method", "params"} on
+            return _proxy.callMethod(params->getChild("object")->stringValue(),
+                                     params->getChild("method")->stringValue(), params->getChild("params"),
+                                     result);
+        return new ExceptionElem("Unknown method", -1);
+    }
+
+    bool handleMethod(Invocation invocation) override
+    {
+        const std::string method = invocation->getMethodName();
+        if (method == "later")
+            std::thread([invocation]() mutable { invocation->respond(invocation->getParams()); }).detach();
+        else if (method == "hold")
+            hold(invocation);
+        else
+            return false;
+        return true;
+    }
+
+private:
+    void hold(Invocation const& invocation)
+    {
+        _held.push_back(invocation);
+        say("held");
+    }
+
+    TavixProxy& _proxy;
+    std::vector<Invocation> _held;
+};
+
+int serve(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char const* name)
+{
+    Owner owner(proxy);
+    RemoteProxyResult result = proxy.addSharedObject(name, &owner);
+    delete proxy.callMethod("tvx", "listObjects", nullptr, result); // the bus knows the object now
+    bool ended = false;
+    void** input = nullptr;
+    loop->newSource(STDIN_FILENO, &input);
+    loop->sourceAddWatch(input, kReadWatch);
+    loop->addSource(
+        input, [](void**, void* flag) { *static_cast<bool*>(flag) = true; }, &ended);
+    say("ready");
+    while (!ended)
+        loop->iterate();
+    loop->removeSource(input);
+    loop->deleteSource(input);
+    return 0;
+}
+
+void report(ResponseData const* response, void* left)
+{
+    Element* value = response->map->getChild("result");
+    say(std::to_string(value->intValue()) + " " + value->stringValue());
+    --*static_cast<int*>(left);
+}
+
+int call(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char const* object, char const* method,
+         int left)
+{
+    for (int i = --left; i > 0; --i)
+        proxy.callMethodAsync(object, method, nullptr, report, &left);
+    RemoteProxyResult result;
+    std::unique_ptr<Element> value(proxy.callMethod(object, method, nullptr, result));
+    say(std::to_string(result) + " " + value->stringValue());
+    while (left > 0)
+        loop->iterate();
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    SharedPtr<PollLoopIf> loop(new SelectLoopGlue);
+    TavixProxy proxy(loop);
+    if (argc < 3 || !proxy.connect(nullptr, 0))
+        return 1;
+    return argc == 5 ? call(loop, proxy, argv[2], argv[3], std::atoi(argv[4])) : serve(loop, proxy, argv[2]);
+}
