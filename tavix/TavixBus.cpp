@@ -135,6 +135,7 @@ void TavixBus::newConnection(void** listener)
         refuseConnection(listenerFd);
         return;
     }
+    _atDescriptorLimit = false;
     if (fd != -1 && _socketBufferSize > 0)
         setSocketBufferSize(fd, _socketBufferSize);
     addConnection(fd);
@@ -145,7 +146,9 @@ void TavixBus::newConnection(void** listener)
 // of the process, the listeners rest until the bus has reason to believe that a descriptor is free.
 void TavixBus::refuseConnection(int listenerFd)
 {
-    LogDebug::logMessage("Out of descriptors : refusing a client");
+    if (!_atDescriptorLimit)
+        std::fputs("TavixBus: no descriptor is left, clients are refused\n", stderr);
+    _atDescriptorLimit = true;
     if (_spareFd >= 0) {
         close(_spareFd);
         int fd = accept(listenerFd, nullptr, nullptr);

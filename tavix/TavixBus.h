@@ -99,8 +99,9 @@ private:
     std::unique_ptr<EventObservers> _eventObservers;
     void** _tcpSource = nullptr; // null while there is no such listener
     void** _udsSource = nullptr;
-    int _spareFd;                  // kept for refusing a newcomer when no other descriptor is left
-    bool _listeningPaused = false; // the listeners are not watched: not even the spare descriptor is left
+    int _spareFd;                    // kept for refusing a newcomer when no other descriptor is left
+    bool _atDescriptorLimit = false; // a client was refused, and none was accepted since
+    bool _listeningPaused = false;   // the listeners are not watched: not even the spare descriptor is left
     int _connectionCount = 0;
     // Every connection stands in both tables, and its Connection knows its source.
     Table<Connection*, int> _connectionsByClientId;

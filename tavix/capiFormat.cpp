@@ -2,7 +2,6 @@
 // one function for an element, one for each kind of bracket, one for a specifier. Every element is owned by
 // the function that reads it until its container has taken it, so a failure anywhere releases the whole tree.
 
-#include "tavix/elements/Limits.h"
 #include "tavix/foundation/Check.h"
 
 #include <tavix/capi.h>
@@ -22,12 +21,12 @@ public:
     // Lends both.
     FormatReader(const char* format, va_list* args) : _at(format), _args(args) {}
 
-    // Null on every failure, whose line is written. The root stands at level 0.
-    OwnedElement readElement(unsigned level);
+    // Null on every failure, whose line is written.
+    OwnedElement readElement();
 
 private:
-    OwnedElement readList(unsigned level);
-    OwnedElement readMap(unsigned level);
+    OwnedElement readList();
+    OwnedElement readMap();
     OwnedElement readSpecifier(char specifier);
     OwnedElement readText();
     OwnedElement readTaken();
@@ -46,32 +45,28 @@ OwnedElement fail(const char* line)
 // The analyzer cannot follow a va_list through a pointer.
 // NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
 
-OwnedElement FormatReader::readElement(unsigned level)
+OwnedElement FormatReader::readElement()
 {
-    if (level > Tavix::kMaxNesting) {
-        std::printf("Format string nests deeper than %u levels\n", Tavix::kMaxNesting);
-        return nullptr;
-    }
     const char first = *_at;
     if (first != '\0')
         ++_at;
     switch (first) {
     case '(':
-        return readList(level);
+        return readList();
     case '{':
-        return readMap(level);
+        return readMap();
     default:
         return readSpecifier(first);
     }
 }
 
-OwnedElement FormatReader::readList(unsigned level)
+OwnedElement FormatReader::readList()
 {
     OwnedElement list(tvx_list_elem_new());
     while (list != nullptr && *_at != ')') {
         if (*_at == '\0')
             return fail("Format string lacks closing ')'");
-        OwnedElement e = readElement(level + 1);
+        OwnedElement e = readElement();
         if (e == nullptr || !tvx_list_elem_append_child(list.get(), e.release()))
             return nullptr;
     }
@@ -79,7 +74,7 @@ OwnedElement FormatReader::readList(unsigned level)
     return list;
 }
 
-OwnedElement FormatReader::readMap(unsigned level)
+OwnedElement FormatReader::readMap()
 {
     OwnedElement map(tvx_map_elem_new());
     while (map != nullptr && *_at != '}') {
@@ -88,7 +83,7 @@ OwnedElement FormatReader::readMap(unsigned level)
         const char* key = va_arg(*_args, const char*);
         if (key == nullptr)
             return fail("Null key for a map of the format string");
-        OwnedElement e = readElement(level + 1);
+        OwnedElement e = readElement();
         if (e == nullptr || !tvx_map_elem_add_child(map.get(), key, e.release()))
             return nullptr;
     }
@@ -159,7 +154,7 @@ TvxElement* tvx_elem_new_va(const char* format, va_list args)
     // A parameter of this type may be an array that has become a pointer; only a copy has the right address.
     va_list own;
     va_copy(own, args);
-    TvxElement* e = FormatReader(format, &own).readElement(0).release();
+    TvxElement* e = FormatReader(format, &own).readElement().release();
     va_end(own);
     return e;
 }

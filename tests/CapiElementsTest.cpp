@@ -130,15 +130,6 @@ TEST(CapiFormat, FailuresReleaseWhatWasTakenAndLeaveTheRest)
     EXPECT_EQ(Probe::alive, 0);
 }
 
-TEST(CapiFormat, NestingIsBounded)
-{
-    const auto nested = [](int levels) { return std::string(levels, '(') + "i" + std::string(levels, ')'); };
-    EXPECT_NE(Owned(tvx_elem_new(nested(128).c_str(), 1)), nullptr);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(tvx_elem_new(nested(129).c_str(), 1), nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Format string nests deeper than 128 levels\n");
-}
-
 TEST(CapiFormatDeathTest, NullFormatIsAFault)
 {
     EXPECT_DEATH(tvx_elem_new(nullptr), "Assertion `fmt' failed");

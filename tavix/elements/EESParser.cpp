@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -104,9 +105,13 @@ Element* readFileDescriptor(Info* info)
     for (char const* member : {"host", "pid", "exe", "value"}) {
         if (info->refused)
             break;
-        if (Element* const value = readNode(info)) {
-            descriptor->setMember(member, value);
-            delete value;
+        std::unique_ptr<Element> const value(readNode(info));
+        if (!value)
+            continue;
+        try {
+            descriptor->setMember(member, value.get());
+        } catch (std::bad_alloc const&) {
+            info->status = kStatusNoMemory;
         }
     }
     return descriptor;

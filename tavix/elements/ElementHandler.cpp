@@ -105,18 +105,21 @@ bool ElementHandler::handleElement(Element* element, char const* name)
         return true;
     }
     ElementHandlerInfo const& top = getTopOfStack();
+    bool added = false;
     switch (top.type) {
     case kElementMap:
-        top.element->addChild(name ? name : "", element);
-        return true;
-    case kElementList:
-        static_cast<ListElem*>(top.element)->add(element);
-        return true;
-    case kElementTerminal:
+        added = static_cast<MapElem*>(top.element)->put(name ? name : "", element) == OPERATION_OK;
         break;
+    case kElementList:
+        added = static_cast<ListElem*>(top.element)->add(element) != nullptr;
+        break;
+    case kElementTerminal:
+        delete element;
+        return false;
     }
-    delete element;
-    return false;
+    if (!added) // the container has deleted it
+        _error = kOutOfMemory;
+    return added;
 }
 
 // A collection that was dropped still stands on the stack, as one that takes no children, so that its end

@@ -21,8 +21,9 @@ void FileDescriptorVisitor::visitorAtMapElem(MapElem* element)
 
 void FileDescriptorVisitor::visitorAtListElem(ListElem* element)
 {
-    for (Element* child : *element)
-        if (child)
+    // By index: the callback may append.
+    for (int i = 0; i < element->getNumChildren(); ++i)
+        if (Element* child = element->getChild(static_cast<unsigned>(i)))
             child->accept(this);
 }
 

@@ -10,7 +10,7 @@ void checkFailed(const char* text, const char* file, int line, const char* funct
 {
     std::fprintf(stderr, "%s: %s:%d: %s: Assertion `%s' failed.\n", program_invocation_short_name, file, line,
                  function, text);
-    std::fflush(nullptr);
+    std::fflush(stderr); // that one only: another thread may hold any other stream and wait
     std::abort();
 }
 

@@ -19,7 +19,7 @@ char const* DataObject::text() const
 
 WeakPtr<DataObject> DataObject::get(char const* key) const
 {
-    auto const found = _children.find(key);
+    auto const found = _children.find(key ? key : "");
     return found != _children.end() ? WeakPtr<DataObject>(found->second) : absent();
 }
 
@@ -40,7 +40,8 @@ DataObjectList* DataObject::toList()
 
 void DataObject::set(char const* key, SharedPtr<DataObject> const& child)
 {
-    _children[key] = child;
+    if (isValid() && child.get()) // the absent object is one for all and stays empty
+        _children[key ? key : ""] = child;
 }
 
 WeakPtr<DataObject> DataObject::absent()

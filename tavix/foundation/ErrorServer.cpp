@@ -37,7 +37,6 @@ void ErrorServer::fatal(char const* format, ...)
     va_start(arguments, format);
     report(format, arguments);
     va_end(arguments);
-    std::fflush(nullptr);
     std::abort();
 }
 

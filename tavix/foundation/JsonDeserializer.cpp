@@ -1,5 +1,6 @@
 #include "tavix/foundation/JsonDeserializer.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <exception>
@@ -25,7 +26,7 @@ public:
         if (_next == _count && !_ended) {
             _taken += static_cast<std::size_t>(_count);
             _next = 0;
-            _count = _input.read(_block, kBlockSize);
+            _count = std::clamp(_input.read(_block, kBlockSize), 0, static_cast<int>(kBlockSize));
             _ended = _count < kBlockSize;
         }
         return _next == _count;
@@ -274,8 +275,11 @@ try {
         return kOk;
     _error = events.getError();
     return source.isBlank() ? kNoValue : kFailed;
-} catch (std::exception const&) {
+} catch (std::bad_alloc const&) {
     _error = "out of memory";
+    return kFailed;
+} catch (...) {
+    _error = "the stream or the handler threw an exception";
     return kFailed;
 }
 
