@@ -15,6 +15,13 @@ const size_t kSizes[] = {32768, 73728, 131072, 196608 + 8};
 
 const size_t kLargestKept = 262144;
 
+// A block that is used again hides from the sanitizer that somebody still reads its old content.
+#ifdef __SANITIZE_ADDRESS__
+const bool kCaching = false;
+#else
+const bool kCaching = true;
+#endif
+
 size_t roundUp(size_t size)
 {
     auto const* fitting = std::lower_bound(std::begin(kSizes), std::end(kSizes), size);
@@ -42,7 +49,9 @@ struct Cleaner {
 void* take(size_t size)
 {
     for (void*& block : cache.blocks) {
-        if (block && malloc_usable_size(block) >= size)
+        // Not a much larger one: who keeps the frame keeps all of its block.
+        size_t const has = block ? malloc_usable_size(block) : 0;
+        if (has >= size && has <= 2 * roundUp(size))
             return std::exchange(block, nullptr);
     }
     return nullptr;
@@ -67,7 +76,7 @@ void* allocateLargeFrame(unsigned size)
 
 void releaseLargeFrame(void* block)
 {
-    if (block && !cache.closed && malloc_usable_size(block) <= kLargestKept)
+    if (kCaching && block && !cache.closed && malloc_usable_size(block) <= kLargestKept)
         keep(block);
     else
         std::free(block);

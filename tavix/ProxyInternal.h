@@ -7,6 +7,7 @@
 #include "tavix/foundation/NonCopyable.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <list>
 #include <map>
 #include <memory>
@@ -26,11 +27,26 @@ struct ProxyLink {
     const unsigned id;       // counts the proxy's connections from 1
 };
 
+// What a token knows of its proxy. A proxy that goes waits for the answers that are being sent on other threads;
+// answers behind that are dropped.
+struct ProxyLife {
+    explicit ProxyLife(TavixProxy* owner) : proxy(owner) {}
+
+    std::mutex lock;
+    std::condition_variable idle;
+    TavixProxy* proxy; // null once the proxy has gone
+    int answering = 0; // answers on their way through the proxy
+};
+
 // Lock order: connectionLock, requestLock, methodLock and tableLock are held for a few lines each and never
 // across one another, a callback or a system call. writeLock is held during Connection::writeData and may be
 // followed by the loop's own lock; it is never held during a callback either: a break that writeData finds is
 // handled after its release.
 struct ProxyPrivate {
+    explicit ProxyPrivate(TavixProxy* owner) : life(std::make_shared<ProxyLife>(owner)) {}
+
+    const std::shared_ptr<ProxyLife> life;
+
     mutable std::mutex connectionLock; // guards link
     std::mutex requestLock;            // guards requests
     std::mutex writeLock;              // one writer at a time, and the source of every link
@@ -67,7 +83,7 @@ public:
     // False for a message that names no object or no method: it cannot be dispatched.
     bool isComplete() const { return complete; }
 
-    std::atomic<TavixProxy*> proxy;           // null once the proxy has gone
+    const std::shared_ptr<ProxyLife> life;
     const std::unique_ptr<ResponseData> data; // null when only params were decoded
     const std::unique_ptr<Element> ownParams; // null when data has them
     std::atomic<bool> responded{false};
@@ -84,6 +100,8 @@ public:
     std::list<SharedPtr<MethodCall>>::iterator place;
 
 private:
+    void answer(Element* result);
+
     bool complete;
 };
 

@@ -176,7 +176,8 @@ unsigned SelectLoopGlue::_reportBadFds()
 {
     char name[17] = "";
     prctl(PR_GET_NAME, name);
-    unsigned bad = 0;
+    // The loop's own descriptor can only be closed by mistake, too, and select would fail for ever.
+    unsigned bad = _wakeFd >= 0 && fcntl(_wakeFd, F_GETFL) < 0 ? 1 : 0;
     Ferrule::Guard<std::recursive_mutex> guard(_lock);
     for (unsigned i = 0; i < _table.getSize(); ++i) {
         DescriptorInfo const& info = *_table.getEntry(i).value;

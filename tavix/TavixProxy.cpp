@@ -41,12 +41,18 @@ bool isSocketFile(char const* path)
 
 TavixProxy::Log::~Log() = default;
 
-TavixProxy::TavixProxy(SharedPtr<PollLoopIf> const& loop) : _pollLoopIf(loop), _private(new ProxyPrivate)
+TavixProxy::TavixProxy(SharedPtr<PollLoopIf> const& loop)
+    : _pollLoopIf(loop), _private(new ProxyPrivate(this))
 {
 }
 
 TavixProxy::~TavixProxy()
 {
+    {
+        std::unique_lock<std::mutex> guard(_private->life->lock);
+        _private->life->proxy = nullptr;
+        _private->life->idle.wait(guard, [this] { return _private->life->answering == 0; });
+    }
     for (auto& entry : _private->requests)
         delete entry.second;
     _private->requests.clear();
@@ -56,11 +62,6 @@ TavixProxy::~TavixProxy()
         _pollLoopIf->removeSource(link->source);
         _pollLoopIf->deleteSource(link->source);
         link->source = nullptr;
-    }
-    Ferrule::Guard<std::mutex> methods(_private->methodLock);
-    for (SharedPtr<MethodCall>& call : _private->pendingMethods) {
-        call->proxy = nullptr;
-        call->pending = false;
     }
 }
 

@@ -132,7 +132,7 @@ void TavixProxy::handleUndecodable(Message const& message, unsigned clientId, un
 {
     RoutingFields fields;
     EESPeekParser::readRoutingFields(message.data + kSizeFieldLength, message.size - kSizeFieldLength,
-                                     kParsePosition, fields);
+                                     kParsePosition, fields, true);
     if (fields.messageType == "response") {
         MapElem* map = new MapElem;
         map->addChild("result", new ExceptionElem("The response could not be decoded", -1));

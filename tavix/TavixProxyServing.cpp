@@ -23,8 +23,8 @@
 namespace Tavix {
 
 TavixProxy::MethodCall::MethodCall(TavixProxy* owner, ResponseData* received)
-    : proxy(owner), data(received), params(received->map->find("params")), clientId(received->clientId),
-      requestId(received->requestId), connectionId(received->connectionId)
+    : life(owner->_private->life), data(received), params(received->map->find("params")),
+      clientId(received->clientId), requestId(received->requestId), connectionId(received->connectionId)
 {
     Element* objNameChild = received->map->find("objName");
     Element* methodChild = received->map->find("method");
@@ -44,7 +44,7 @@ TavixProxy::MethodCall::MethodCall(TavixProxy* owner, ResponseData* received)
 
 TavixProxy::MethodCall::MethodCall(TavixProxy* owner, RoutingFields const& fields, Element* callParams,
                                    int client, unsigned request, unsigned connection)
-    : proxy(owner), ownParams(callParams), objName(*fields.objName), method(*fields.method),
+    : life(owner->_private->life), ownParams(callParams), objName(*fields.objName), method(*fields.method),
       identity(fields.identity.value_or(std::string_view())), params(callParams), clientId(client),
       requestId(request), connectionId(connection), complete(true)
 {
@@ -54,8 +54,7 @@ void TavixProxy::MethodCall::respond(Element* result)
 {
     TAVIX_CHECK(result, "result");
     if (!responded.exchange(true)) {
-        if (TavixProxy* owner = proxy)
-            owner->_sendMethodResponse(this, result);
+        answer(result);
         return;
     }
     std::fprintf(stderr,
@@ -67,6 +66,20 @@ void TavixProxy::MethodCall::respond(Element* result)
                  "  Method Name: %s\n",
                  static_cast<void*>(this), clientId, static_cast<int>(requestId), objName.c_str(),
                  method.c_str());
+}
+
+void TavixProxy::MethodCall::answer(Element* result)
+{
+    Ferrule::Guard<std::mutex> guard(life->lock);
+    TavixProxy* const proxy = life->proxy;
+    if (!proxy)
+        return;
+    ++life->answering;
+    guard.unlock();
+    proxy->_sendMethodResponse(this, result);
+    guard.lock();
+    if (--life->answering == 0)
+        life->idle.notify_all();
 }
 
 RemoteProxyResult TavixProxy::addSharedObject(std::string objName, SharedObjectObserver* observer)

@@ -2,7 +2,12 @@
 
 #include "support/SocketPair.h"
 #include "tavix/SocketUtil.h"
+#include "tavix/elements/BinaryElem.h"
 #include "tavix/elements/EESFormat.h"
+#include "tavix/elements/EESMessageType.h"
+#include "tavix/elements/EESVisitor.h"
+#include "tavix/elements/MapElem.h"
+#include "tavix/elements/StringElem.h"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -208,3 +213,51 @@ TEST_F(ConnectionTest, namesItsPeer)
 }
 
 } // namespace
+
+// Large values lie outside the frame's block, in nested containers here; a peer must see the bytes of a frame that
+// was copied into one piece, however the socket cuts it up.
+TEST_F(ConnectionTest, SendsSharedPartsAsOneFrame)
+{
+    MapElem tree;
+    ListElem* list = new ListElem;
+    for (char c : {'a', 'b', 'c'})
+        list->add(std::string(kSharedLength + 1, c))->add(1);
+    tree.addChild("list", list);
+    TvxResult copied;
+    std::string const bytes(20000, 'x');
+    tree.addChild("tail",
+                  new BinaryElem(reinterpret_cast<unsigned char const*>(bytes.data()), 20000, copied));
+
+    auto const encode = [&tree](bool sharing, EncodedFrame& frame) {
+        EESVisitor visitor;
+        if (sharing)
+            visitor.shareLargeValues();
+        visitor.startMessage(Response, 5);
+        tree.accept(&visitor);
+        ASSERT_TRUE(visitor.encodeFrame(frame));
+    };
+    EncodedFrame whole, parted;
+    encode(false, whole);
+    encode(true, parted);
+    ASSERT_EQ(4u, parted.parts.size());
+    std::string const expected(whole.block, whole.length);
+    free(whole.block);
+
+    setSocketBufferSize(connection->getFd(), 4096);
+    connection->sendMessage(SharedPtr<Message>(new Message(parted)));
+    tree.removeChildren(); // the message keeps what it needs
+    int state = pump(*connection);
+    int partial = 0;
+    std::string received;
+    while (received.size() < expected.size()) {
+        char buffer[1500];
+        ssize_t const got = read(sockets->far(), buffer, sizeof buffer);
+        ASSERT_GT(got, 0);
+        received.append(buffer, static_cast<size_t>(got));
+        partial += state;
+        if (state == 1)
+            state = pump(*connection);
+    }
+    EXPECT_TRUE(received == expected);
+    EXPECT_GT(partial, 1);
+}

@@ -1,6 +1,7 @@
 #include "tavix/elements/BinaryElem.h"
 
 #include "tavix/elements/ElementVisitor.h"
+#include "tavix/foundation/Check.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -55,6 +56,7 @@ BinaryElem::BinaryElem(SharedBytes const& value)
     : _data(reinterpret_cast<unsigned char const*>(value.data)), _length(static_cast<unsigned>(value.size)),
       _owner(value.owner)
 {
+    TAVIX_CHECK(_owner || !_data, "value.owner");
 }
 
 BinaryElem::~BinaryElem()

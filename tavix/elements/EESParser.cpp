@@ -59,11 +59,19 @@ std::string_view readName(Info* info, bool& isString)
     return name;
 }
 
+// Without memory for a container its children cannot be stepped over, and all that follows would be misread.
+Element* refuse(Info* info)
+{
+    info->status = kStatusNoMemory;
+    info->refused = true;
+    return nullptr;
+}
+
 Element* readMap(Info* info, unsigned count)
 {
     auto* const map = new (std::nothrow) MapElem;
     if (!map)
-        return nullptr;
+        return refuse(info);
     // A claim of more than the block can hold makes no room.
     map->reserve(std::min(count / 2, remaining(info) / (2 * kValueHeadLength)));
     for (unsigned i = 0; i < count && !info->refused;) {
@@ -90,7 +98,7 @@ Element* readList(Info* info, unsigned count)
 {
     auto* const list = new (std::nothrow) ListElem;
     if (!list)
-        return nullptr;
+        return refuse(info);
     for (unsigned i = 0; i < count && !info->refused; ++i)
         if (Element* const child = readNode(info))
             list->add(child);
@@ -101,7 +109,7 @@ Element* readFileDescriptor(Info* info)
 {
     auto* const descriptor = FileDescriptorElem::makeForeign(-1, {}, {}, {});
     if (!descriptor)
-        return nullptr;
+        return refuse(info);
     for (char const* member : {"host", "pid", "exe", "value"}) {
         if (info->refused)
             break;

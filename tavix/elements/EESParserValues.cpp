@@ -12,6 +12,7 @@
 
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <locale.h>
 #include <new>
 
@@ -50,7 +51,8 @@ double parseDouble(std::string_view text)
         return value;
     // Forms that encoders do not write, as strtod reads them; with a point in every locale.
     static locale_t const plain = newlocale(LC_NUMERIC_MASK, "C", nullptr);
-    return strtod_l(std::string(text).c_str(), nullptr, plain);
+    std::string const terminated(text);
+    return plain ? strtod_l(terminated.c_str(), nullptr, plain) : std::strtod(terminated.c_str(), nullptr);
 }
 
 Element* makeException(std::string_view text)

@@ -79,6 +79,18 @@ void enter(RoutingInfo* info, std::string_view name, std::string_view text, unsi
         info->fields.regular = false;
 }
 
+void noteEntry(PeekInfo*, bool)
+{
+}
+
+// The tree reader takes a name in the last place for one without a value, and walks into a container by its count
+// where this reader steps over it by its length: only with params as the last entry do both see the same.
+void noteEntry(RoutingInfo* info, bool isLastName)
+{
+    if (isLastName || info->fields.params)
+        info->fields.regular = false;
+}
+
 template <class Info>
 unsigned remaining(Info const* info)
 {
@@ -206,6 +218,7 @@ void readRoot(Info* info, unsigned count)
             ++i;
             continue;
         }
+        noteEntry(info, i + 1 >= count);
         readNode(info, true, name, false);
         i += 2;
     }

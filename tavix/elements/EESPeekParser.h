@@ -25,7 +25,7 @@ struct RoutingFields {
     std::optional<std::string_view> result;
     // Where the node of `params` begins, when that is there.
     unsigned paramsPosition = 0;
-    // Besides `params` there are whole strings only, as encoders write it.
+    // Whole strings and then, with a value, `params`, as encoders write a call.
     bool regular = true;
 };
 

@@ -177,7 +177,7 @@ bool EESVisitor::_grow(std::size_t length)
     if (!_buffer)
         _fail("no message was started");
     else if (required + _outside > INT_MAX)
-        _fail("the message is longer than its size field can tell");
+        _failLength();
     else if (!reallocateBuffer(static_cast<unsigned>(required)))
         _fail("the message needs more than the memory limit of " + std::to_string(_memoryLimit) + " bytes");
     return !_failed;
@@ -298,19 +298,24 @@ void EESVisitor::addNonTerminal(int id)
 
 void EESVisitor::updateNonTerminal(unsigned start, unsigned end, unsigned count)
 {
-    if (_failed || end > _offset || end < start + kContainerHeadLength)
+    if (_failed || !_buffer || end > _offset || end < start + kContainerHeadLength)
         return;
     unsigned char* const head = bytes(_buffer) + start;
     writeBigEndian16(head + 2, count);
     writeBigEndian32(head + 4, end - start - kContainerHeadLength);
 }
 
-void EESVisitor::_addShared(int id, SharedBytes const& shared)
+void EESVisitor::_failLength()
+{
+    _fail("the message is longer than its size field can tell");
+}
+
+void EESVisitor::_addShared(int id, SharedBytes const& shared) noexcept
 {
     if (!_reserve(kValueHeadLength))
         return;
-    if (shared.size > INT_MAX - _outside - _offset)
-        return _fail("the message is longer than its size field can tell");
+    if (_offset + _outside + kValueHeadLength + shared.size > INT_MAX)
+        return _failLength();
     _written(putValueHead(_buffer + _offset, id, static_cast<unsigned>(shared.size)));
     _parts.push_back(FramePart{_offset, shared});
     _outside += shared.size;
@@ -327,6 +332,8 @@ void EESVisitor::_finishRoot()
 
 bool EESVisitor::encodeFrame(EncodedFrame& frame)
 {
+    if (!_failed && _buffer && _offset + _outside > INT_MAX)
+        _failLength();
     if (_failed || !_buffer)
         return false;
     _finishRoot();
@@ -340,6 +347,7 @@ bool EESVisitor::encodeFrame(EncodedFrame& frame)
         std::memcpy(frame.block, _buffer, _offset);
     }
     _buffer = nullptr;
+    _offset = 0;
     _capacity = 0;
     _bufferOwned = false;
     return true;

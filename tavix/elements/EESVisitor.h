@@ -86,14 +86,15 @@ private:
     bool _grow(std::size_t length);
     void _written(char const* end);
     void _addText(std::string_view text);
-    void _addShared(int id, SharedBytes const& bytes);
+    void _addShared(int id, SharedBytes const& shared) noexcept;
     bool _enterContainer(int id, std::size_t children, std::size_t nodesPerChild);
     void _leaveContainer(unsigned start, std::size_t outside, std::size_t nodes);
     void _lengthen(unsigned start, std::size_t outside);
     void _finishRoot();
     void _moveToHeap();
     void _addChild(Element* child);
-    void _fail(std::string_view reason);
+    void _fail(std::string_view reason) noexcept;
+    void _failLength();
     void _failDepth();
     void _failBelow(std::string_view place);
     void _failBelowIndex(std::size_t index);

@@ -45,7 +45,7 @@ std::string quoted(std::string_view key)
 
 } // namespace
 
-void EESVisitor::_fail(std::string_view reason)
+void EESVisitor::_fail(std::string_view reason) noexcept
 {
     if (_failed)
         return;

@@ -16,7 +16,7 @@ class ElementVisitor;
 // fixed default, so a caller may ask any node without testing its kind first.
 //
 // A container owns its children. Texts are bytes with a length. A tree has no lock and belongs to one thread
-// at a time. No operation throws but std::bad_alloc, and that
+// at a time, also while it is only sent or cloned. No operation throws but std::bad_alloc, and that
 // only where a text is made.
 class TAVIX_API Element {
 public:

@@ -166,3 +166,35 @@ TEST(EESPeekParser, ReadsTheTopLevelOnly)
 }
 
 } // namespace
+
+// Only a call as encoders write it may be decoded from its parameters on; anything else the tree reader would see
+// differently.
+TEST(EESPeekParser, KnowsACallThatIsRegular)
+{
+    auto const peek = [](std::string const& text) {
+        RoutingFields fields;
+        EESPeekParser::readRoutingFields(
+            reinterpret_cast<unsigned char const*>(text.data()) + kSizeFieldLength,
+            static_cast<unsigned>(text.size()) - kSizeFieldLength, kParsePosition, fields, true);
+        return fields;
+    };
+    IntegerElem seven(7);
+    std::string const regular = SampleTrees::call(&seven);
+    RoutingFields const fields = peek(regular);
+    EXPECT_TRUE(fields.regular);
+    SampleTrees::Tree const params(
+        EESParser::readContainer(reinterpret_cast<unsigned char const*>(regular.data()) + kSizeFieldLength,
+                                 static_cast<unsigned>(regular.size()) - kSizeFieldLength,
+                                 fields.paramsPosition, kFormatVersion, nullptr, 1));
+    ASSERT_TRUE(params);
+    EXPECT_EQ(7, params->intValue());
+
+    std::string const value(regular.substr(fields.paramsPosition + kSizeFieldLength));
+    std::string counted = regular; // the last name has no value by the count, though bytes follow
+    --counted[kHeaderLength + 3];
+    EXPECT_FALSE(peek(counted).regular);
+    std::string followed = regular + std::string("\x0D\1\0\0\0\1x", 7) + value;
+    followed[kHeaderLength + 3] += 2;
+    EXPECT_FALSE(peek(followed).regular);
+    EXPECT_FALSE(peek(SampleTrees::call(nullptr)).regular);
+}
