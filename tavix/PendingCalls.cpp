@@ -40,19 +40,26 @@ bool PendingCalls::remove(int callerClientId, unsigned messageId)
     return false;
 }
 
-std::vector<PendingCall> PendingCalls::takeByOwner(int ownerClientId)
+void PendingCalls::orphan(int ownerClientId)
 {
-    std::vector<PendingCall> taken;
     PendingCall wanted{ownerClientId, 0, 0};
     for (int i = bucketOf(kByOwner, wanted).first; i != kNone;) {
         int next = _slots[i].links[kByOwner].next;
         if (_slots[i].call.ownerClientId == ownerClientId) {
-            taken.push_back(_slots[i].call);
+            _orphans.push_back(_slots[i].call);
             release(i);
         }
         i = next;
     }
-    return taken;
+}
+
+bool PendingCalls::takeOrphan(PendingCall& call)
+{
+    if (_orphans.empty())
+        return false;
+    call = _orphans.front();
+    _orphans.pop_front();
+    return true;
 }
 
 void PendingCalls::dropByCaller(int callerClientId)

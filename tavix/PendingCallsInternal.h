@@ -2,6 +2,7 @@
 #define TAVIX_PENDINGCALLSINTERNAL_H
 
 #include <cstddef>
+#include <deque>
 #include <vector>
 
 namespace Tavix {
@@ -28,8 +29,11 @@ public:
     // Drops the oldest call with this caller and message id; false when there is none.
     bool remove(int callerClientId, unsigned messageId);
 
-    // Takes out all calls to one owner, oldest first.
-    std::vector<PendingCall> takeByOwner(int ownerClientId);
+    // The owner has gone: its calls, oldest first, wait for takeOrphan.
+    void orphan(int ownerClientId);
+
+    // Takes out the first call whose owner has gone; false when there is none.
+    bool takeOrphan(PendingCall& call);
 
     // Forgets all calls of one caller: nobody is left to hear of them.
     void dropByCaller(int callerClientId);
@@ -66,6 +70,7 @@ private:
 
     std::vector<Slot> _slots;
     std::vector<Ends> _buckets[kLists]; // as many in each as there are slots, a power of two
+    std::deque<PendingCall> _orphans;
     int _firstFree = kNone;
     size_t _size = 0;
 };

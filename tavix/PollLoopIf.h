@@ -31,7 +31,8 @@ public:
     // 0 the source is not registered.
     virtual int addSource(void** source, SourceCallback callback, void* context) = 0;
 
-    // Unregisters the source. On the loop's thread the callback is not called after this returns, also not in
+    // Unregisters the source. A pass that blocks, or the next one, returns when another thread has removed a source:
+    // its thread may be waiting for what went with it. On the loop's thread the callback is not called after this returns, also not in
     // the pass in progress.
     virtual int removeSource(void** source) = 0;
 

@@ -43,6 +43,11 @@ struct ProxyLife {
 // followed by the loop's own lock; it is never held during a callback either: a break that writeData finds is
 // handled after its release.
 struct ProxyPrivate {
+    struct SharedObject {
+        SharedObjectObserver* observer = nullptr; // lent
+        unsigned linkId = 0;                      // of the connection it was added on last
+    };
+
     explicit ProxyPrivate(TavixProxy* owner) : life(std::make_shared<ProxyLife>(owner)) {}
 
     const std::shared_ptr<ProxyLife> life;
@@ -59,7 +64,7 @@ struct ProxyPrivate {
 
     std::map<unsigned, CoreRequest*> requests; // by request identifier, owned
     std::list<SharedPtr<TavixProxy::MethodCall>> pendingMethods;
-    std::map<std::string, SharedObjectObserver*> sharedObjects;
+    std::map<std::string, SharedObject> sharedObjects;
     std::atomic<unsigned> nextRequestId{1};
 };
 

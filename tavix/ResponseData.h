@@ -24,7 +24,8 @@ struct TAVIX_API ResponseData {
 
 // Called once with the response to a request, on the thread that runs the loop (on the thread that found a
 // broken connection, when the request ends that way). The response is lent for the call. The callback may use
-// the proxy, connect it again and run blocking calls; it must not destroy the proxy.
+// the proxy and connect it again, and on the loop's thread also run blocking calls; it must not destroy the
+// proxy.
 using ResponseCallback = void (*)(ResponseData const* response, void* userData);
 
 } // namespace Tavix

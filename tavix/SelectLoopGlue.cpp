@@ -114,6 +114,8 @@ int SelectLoopGlue::removeSource(void** source)
         info->callback = nullptr;
         info->context = nullptr;
     }
+    if (!Ferrule::isSingleThreaded())
+        _removed.store(true);
     _wakeIfWaiting();
     return 0;
 }

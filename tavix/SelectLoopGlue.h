@@ -73,6 +73,7 @@ private:
     // Of the iterating thread: the records of the pass in progress. A nested pass puts its own on top.
     std::vector<DescriptorInfo*> _ready;
 
+    std::atomic<bool> _removed{false}; // a source has gone since the last pass began to wait
     std::atomic<bool> _waiting{false}; // a select is under way, or about to be, that has to see changes
     int _wakeFd;                       // eventfd, in the read set of iterate; -1 without
 };

@@ -23,7 +23,9 @@ TableDrivenTavix::TableDrivenTavix(std::string const& objectName, Entry const* t
 
 TableDrivenTavix::~TableDrivenTavix()
 {
-    stopShare();
+    TavixProxy* const sharedOn = proxy;
+    if (sharedOn && stopShare() != PROXY_OK)
+        sharedOn->forgetObserver(name, this);
 }
 
 Element* TableDrivenTavix::callMethod(std::string objName, std::string method, Element* params)

@@ -22,7 +22,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
@@ -38,7 +38,7 @@ std::atomic<int> _nextClientId{1};
 
 int openSpare()
 {
-    return open("/dev/null", O_RDONLY | O_CLOEXEC);
+    return eventfd(0, EFD_CLOEXEC);
 }
 
 } // namespace
@@ -55,9 +55,15 @@ TavixBus::TavixBus(SharedPtr<PollLoopIf> const& loop, int socketBufferSize, int 
     }
     addConnection(pair[0]);
     _proxy.reset(new TavixProxy(loop));
-    _proxy->connectToFd(pair[1]);
-    _tvxObject->startShare(_proxy.get());
-
+    if (!_proxy->connectToFd(pair[1]) || _tvxObject->startShare(_proxy.get()) != PROXY_OK) {
+        std::fputs("TavixBus: the bus cannot join itself\n", stderr);
+        _proxy.reset();
+        for (int fd : {udsServerSocket, tcpServerSocket}) {
+            if (fd >= 0)
+                close(fd);
+        }
+        return;
+    }
     if (udsServerSocket == -1)
         udsServerSocket = startUnixDomainServer(getSocketPath().c_str());
     if (udsServerSocket >= 0)
@@ -291,11 +297,23 @@ void TavixBus::connectionBroken(Connection* connection)
     _connectionsBySource.remove(source);
     _connectionsByClientId.remove(clientId);
     --_connectionCount;
-    _eventObservers->purgeClient(clientId);
     _pendingCalls->dropByCaller(clientId);
-    // Each reply may find its own receiver gone, and that clean-up runs in between.
-    for (PendingCall const& call : _pendingCalls->takeByOwner(clientId))
+    _pendingCalls->orphan(clientId);
+    answerOrphanedCalls();
+    _eventObservers->purgeClient(clientId);
+}
+
+// A reply may find its own receiver gone, whose clean-up then runs inside the write and leaves its calls here: the
+// outermost clean-up answers them all, so the stack does not grow with the number of clients that go together.
+void TavixBus::answerOrphanedCalls()
+{
+    if (_answeringOrphans)
+        return;
+    _answeringOrphans = true;
+    PendingCall call;
+    while (_pendingCalls->takeOrphan(call))
         sendFailure(call.callerClientId, call.messageId, PROXY_CONNECTION_ERROR, "Object connection broken");
+    _answeringOrphans = false;
 }
 
 void TavixBus::getConnectionDebug(std::map<int, std::string>& names)

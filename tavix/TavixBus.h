@@ -76,6 +76,7 @@ private:
     void writeConnection(Connection* connection, void** source);
     bool sendTo(int clientId, SharedPtr<Message> const& message);
     void connectionBroken(Connection* connection);
+    void answerOrphanedCalls();
 
     void handleReceivedMessage(SharedPtr<Message> const& message);
     void peekMessage(SharedPtr<Message> const& message, RoutingFields& fields) const;
@@ -96,6 +97,7 @@ private:
     using Table = Ferrule::DynamicLookupTable<V, K, Ferrule::LessOperator<K>>;
 
     std::unique_ptr<PendingCalls> _pendingCalls;
+    bool _answeringOrphans = false;
     std::unique_ptr<EventObservers> _eventObservers;
     void** _tcpSource = nullptr; // null while there is no such listener
     void** _udsSource = nullptr;

@@ -76,7 +76,8 @@ bool TavixProxy::connect(char const* address, int bufferSize)
 {
     if (isConnected())
         return true;
-    TAVIX_CHECK(_private->linkId == 0, "_connection == 0");
+    // Another thread may have connected in between; a derived class that denies its connection may not connect again.
+    TAVIX_CHECK(_private->linkId == 0 || isConnected(), "_connection == 0");
 
     std::string path;
     if (!address || !*address)
@@ -103,14 +104,7 @@ bool TavixProxy::connectToFd(int fd)
     auto link = std::make_shared<ProxyLink>(fd, _private->nextLinkId++);
     if (_pollLoopIf->newSource(fd, &link->source) != 0)
         return false;
-    {
-        Ferrule::Guard<std::mutex> guard(_private->connectionLock);
-        if (!_private->link) {
-            _private->link = link; // in place before the loop can report its socket
-            _private->linkId = link->id;
-        }
-    }
-    if (_private->linkId != link->id) { // another thread was faster
+    if (!install(link)) { // another thread was faster
         _pollLoopIf->deleteSource(link->source);
         return true;
     }
@@ -121,11 +115,21 @@ bool TavixProxy::connectToFd(int fd)
     return true;
 }
 
+bool TavixProxy::install(std::shared_ptr<ProxyLink> const& link)
+{
+    Ferrule::Guard<std::mutex> guard(_private->connectionLock);
+    if (_private->link)
+        return false;
+    _private->link = link; // in place before the loop can report its socket
+    _private->linkId = link->id;
+    return true;
+}
+
 bool TavixProxy::watch(ProxyLink& link)
 {
     Ferrule::Guard<std::mutex> guard(_private->writeLock);
     if (!link.source)
-        return true; // a sender has found it broken already
+        return false; // a sender has found it broken already
     _pollLoopIf->sourceAddWatch(link.source, kReadWatch);
     return _pollLoopIf->addSource(link.source, sourceCallback, this) == 0;
 }
@@ -176,6 +180,8 @@ RemoteProxyResult TavixProxy::callMethodAsync(ResponseCallback callback, void* u
                                               std::string const& objName, std::string const& method,
                                               std::string const& format, ...)
 {
+    if (!isConnected())
+        return PROXY_CONNECTION_ERROR;
     va_list arguments;
     va_start(arguments, format);
     std::unique_ptr<Element> params(tvx_convert_to_cpp_element(tvx_elem_new_va(format.c_str(), arguments)));

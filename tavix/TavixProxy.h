@@ -78,7 +78,8 @@ public:
     bool connect(char const* address, int bufferSize);
 
     // Adopts a connected stream socket: takes fd, also on failure. Exceptions: on a proxy that is connected
-    // already fd stays the caller's and the answer is true; -1 answers false.
+    // already fd stays the caller's and the answer is true; -1 answers false. Of two
+    // threads that connect at once the slower one's fd is closed, and both answers are true.
     bool connectToFd(int fd);
 
     virtual bool isConnected();
@@ -97,7 +98,8 @@ public:
     virtual RemoteProxyResult callMethodAsync(std::string objName, std::string method, Element* params,
                                               ResponseCallback callback, void* userData);
 
-    // The same with parameters built by tvx_elem_new from format and the arguments behind it.
+    // The same with parameters built by tvx_elem_new from format and the arguments behind it;
+    // PROXY_MEMORY_ERROR when that builds nothing.
     virtual RemoteProxyResult callMethodAsync(ResponseCallback callback, void* userData,
                                               std::string const& objName, std::string const& method,
                                               std::string const& format, ...);
@@ -119,7 +121,8 @@ public:
 
     // Publishes an object under a name. Lends observer until removeSharedObject or the proxy's end. PROXY_OK
     // says that the request was sent; when the bus refuses it, a line on standard error names object, text
-    // and code. A name that is there already keeps its first observer.
+    // and code. A name added on this connection before keeps its first
+    // observer.
     RemoteProxyResult addSharedObject(std::string objName, SharedObjectObserver* observer);
 
     // Takes a name back. Calls to it that are not answered yet get the exception "Object disappeared",
@@ -141,7 +144,12 @@ protected:
 
 private:
     friend class MethodCall;
+    friend class TableDrivenTavix;
 
+    // For an observer that goes while nothing can be told to the bus.
+    void forgetObserver(std::string const& objName, SharedObjectObserver* observer);
+
+    bool install(std::shared_ptr<ProxyLink> const& link);
     bool watch(ProxyLink& link);
     static void sourceCallback(void** source, void* proxy);
     void sourceReadOrWrite(void** source);

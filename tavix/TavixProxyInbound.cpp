@@ -124,8 +124,10 @@ void TavixProxy::handleReceivedMessage(SharedPtr<Message> const& message, unsign
     else if (messageType == "backChannel")
         sendResponseOn(connectionId, clientId, static_cast<int>(message->messageId),
                        data->map->find("result"));
-    else
+    else {
         std::puts("NO SUCH MESSAGE TYPE!");
+        handleUndecodable(*message, clientId, connectionId);
+    }
 }
 
 void TavixProxy::handleUndecodable(Message const& message, unsigned clientId, unsigned connectionId)
@@ -137,7 +139,8 @@ void TavixProxy::handleUndecodable(Message const& message, unsigned clientId, un
         MapElem* map = new MapElem;
         map->addChild("result", new ExceptionElem("The response could not be decoded", -1));
         handleMethodResponse(static_cast<int>(message.messageId), kResponse, map);
-    } else if (fields.systemRule == "callMethod" || fields.systemRule == "backChannel") {
+    } else if ((fields.messageType == "method" && fields.systemRule == "callMethod") ||
+               fields.messageType == "backChannel") {
         ExceptionElem exception("The call could not be decoded", -1);
         sendResponseOn(connectionId, clientId, static_cast<int>(message.messageId), &exception);
     }

@@ -15,6 +15,7 @@
 #include "tavix/foundation/SingleThreaded.h"
 
 #include <cstdio>
+#include <cxxabi.h>
 #include <exception>
 #include <typeinfo>
 #include <utility>
@@ -88,7 +89,11 @@ RemoteProxyResult TavixProxy::addSharedObject(std::string objName, SharedObjectO
         return PROXY_CONNECTION_ERROR;
     {
         Ferrule::Guard<std::mutex> guard(_private->tableLock);
-        _private->sharedObjects.emplace(objName, observer);
+        // What an earlier connection left behind gives way: its observer may be gone.
+        ProxyPrivate::SharedObject& object = _private->sharedObjects[objName];
+        if (!object.observer || object.linkId != _private->linkId)
+            object.observer = observer;
+        object.linkId = _private->linkId;
     }
     RemoteProxyResult result = PROXY_OK;
     formatAndSendRequest(AddSharedObject, objName, "", nullptr, true, result, nullptr, nullptr);
@@ -97,6 +102,14 @@ RemoteProxyResult TavixProxy::addSharedObject(std::string objName, SharedObjectO
         _private->sharedObjects.erase(objName);
     }
     return result;
+}
+
+void TavixProxy::forgetObserver(std::string const& objName, SharedObjectObserver* observer)
+{
+    Ferrule::Guard<std::mutex> guard(_private->tableLock);
+    auto entry = _private->sharedObjects.find(objName);
+    if (entry != _private->sharedObjects.end() && entry->second.observer == observer)
+        _private->sharedObjects.erase(entry);
 }
 
 RemoteProxyResult TavixProxy::removeSharedObject(std::string objName)
@@ -170,6 +183,8 @@ void TavixProxy::startMethodCall(SharedPtr<MethodCall> const& call)
         answerThrown(call.get(), thrown.c_str());
     } catch (char const* thrown) {
         answerThrown(call.get(), thrown);
+    } catch (abi::__forced_unwind&) { // the thread is being cancelled
+        throw;
     } catch (...) {
         answerThrown(call.get(), nullptr);
     }
@@ -189,7 +204,7 @@ void TavixProxy::runMethodCall(SharedPtr<MethodCall> const& call)
         Ferrule::Guard<std::mutex> guard(_private->tableLock);
         auto entry = _private->sharedObjects.find(call->objName);
         if (entry != _private->sharedObjects.end())
-            observer = entry->second;
+            observer = entry->second.observer;
     }
     if (!observer) {
         ExceptionElem exception("Object not found", PROXY_OBJECT_NOT_FOUND);

@@ -48,12 +48,14 @@ TEST(PendingCalls, behaveLikeAListOldestFirst)
             take(model, model.size(), sameCaller);
         } else {
             auto expected = take(model, model.size(), sameOwner);
-            auto taken = calls.takeByOwner(call.ownerClientId);
-            ASSERT_EQ(expected.size(), taken.size());
-            for (size_t i = 0; i < taken.size(); ++i) {
-                ASSERT_EQ(expected[i].callerClientId, taken[i].callerClientId);
-                ASSERT_EQ(expected[i].messageId, taken[i].messageId);
+            calls.orphan(call.ownerClientId);
+            PendingCall orphan;
+            for (PendingCall const& next : expected) {
+                ASSERT_TRUE(calls.takeOrphan(orphan));
+                ASSERT_EQ(next.callerClientId, orphan.callerClientId);
+                ASSERT_EQ(next.messageId, orphan.messageId);
             }
+            ASSERT_FALSE(calls.takeOrphan(orphan));
         }
         ASSERT_EQ(model.size(), calls.size());
     }

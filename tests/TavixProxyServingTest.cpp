@@ -1,5 +1,6 @@
 // The serving side of a proxy, against a peer that hands it calls as a bus would.
 #include "support/TestBus.h"
+#include "tavix/TableDrivenTavix.h"
 #include "tavix/elements/ExceptionElem.h"
 #include "tavix/elements/IntegerElem.h"
 #include "tavix/elements/ListElem.h"
@@ -228,6 +229,25 @@ TEST_F(ServingTest, addingReportsARefusalAndKeepsTheFirst)
     const std::string longName(kMaxFrame, 'x');
     EXPECT_EQ(PROXY_REQUEST_TOO_LARGE, proxy->addSharedObject(longName, &five));
     EXPECT_EQ(PROXY_OBJECT_NOT_FOUND, proxy->removeSharedObject(longName));
+}
+
+// A service that rebuilds its objects after a lost connection: no call may reach an observer that has gone.
+TEST_F(ServingTest, objectsOfALostConnectionGiveWay)
+{
+    auto table = std::make_unique<TableDrivenTavix>("table", nullptr, 0);
+    auto clock = std::make_unique<Service>([](std::string const&, Element*) { return new IntegerElem(4); });
+    EXPECT_EQ(PROXY_OK, table->startShare(proxy.get()));
+    EXPECT_THAT(peer->hear(), HasSubstr("addSharedObject"));
+    share("clock", *clock);
+    peer.reset();
+    settle();
+    EXPECT_FALSE(proxy->isConnected());
+    table.reset();
+    clock.reset();
+    connect();
+    EXPECT_THAT(call("table", "generateInterfaceDescription"), HasSubstr("Object not found"));
+    share("clock", five);
+    EXPECT_THAT(call("clock", "now"), HasSubstr("5"));
 }
 
 } // namespace

@@ -19,7 +19,7 @@ using namespace Tavix;
 
 namespace {
 
-const int kLimitMilliseconds = 60000;
+const int kLimitMilliseconds = 30000;
 
 unsigned char const* bytesOf(std::string const& text)
 {

@@ -28,7 +28,7 @@ long countDescriptors()
 void StepLoop::settle()
 {
     for (int pass = 0; loop->check(); ++pass) {
-        ASSERT_LT(pass, 100000) << "the loop does not come to rest";
+        ASSERT_LT(pass, 20000) << "the loop does not come to rest";
         loop->iterate();
     }
 }
