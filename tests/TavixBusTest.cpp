@@ -237,6 +237,8 @@ TEST(TavixBus, refusesNewcomersWithoutDescriptorsAndServesAgainWithOne)
 {
     TestBus bus;
     RawClient older = bus.connect();
+    // Also for the sanitizer, which needs descriptors to look at the type of an object for the first time.
+    EXPECT_TRUE(isServed(older));
     RawClient refused[] = {bus.dial(), bus.dial()};
     const int lowestFree = dup(0);
     close(lowestFree);
