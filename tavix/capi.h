@@ -88,8 +88,8 @@ TAVIX_API TvxElement* tvx_file_descriptor_elem_new(int fd);
 // On a failure the answer is null and everything built is released, with the elements that "e" took;
 // arguments behind the failing place are not touched and stay with the caller. A line on standard output
 // tells what was wrong: an unknown character, a missing ")" or "}", a null where a text, key or element ("E")
-// is needed. Depth is limited by the stack alone; a message carries 128 levels. A null `format` is a fault that stops the
-// process.
+// is needed. Depth is limited by the stack alone; a message carries 128 levels. A null `format` is a fault
+// that stops the process.
 TAVIX_API TvxElement* tvx_elem_new(const char* format, ...);
 TAVIX_API TvxElement* tvx_elem_new_va(const char* format, va_list args);
 
