@@ -50,8 +50,8 @@ SelectLoopGlue::~SelectLoopGlue()
 {
     while (!_table.isEmpty()) {
         void** source = _table.getEntry(_table.getSize() - 1).value->source();
-        removeSource(source);
-        deleteSource(source);
+        SelectLoopGlue::removeSource(source);
+        SelectLoopGlue::deleteSource(source);
     }
     if (_wakeFd >= 0)
         close(_wakeFd);

@@ -132,7 +132,7 @@ int serve(Options const& options, std::string const& path)
 
 } // namespace
 
-int main(int argc, char** argv)
+int main(int argc, char** argv) // NOLINT(bugprone-exception-escape): without memory it ends
 {
     Options options;
     CLI::App app("The Tavix broker: joins the services of this machine that publish objects and call them.",

@@ -6,7 +6,7 @@
 #include <csignal>
 #include <string>
 
-int main(int argc, char** argv)
+int main(int argc, char** argv) // NOLINT(bugprone-exception-escape): without memory it ends
 {
     CLI::App program("Talks to the Tavix bus of this machine from the command line.", "tavixctl");
     program.set_version_flag("--version", "tavixctl " TAVIX_VERSION);
