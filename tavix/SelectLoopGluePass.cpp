@@ -96,7 +96,7 @@ int SelectLoopGlue::_wait(fd_set& read, fd_set& write)
     // Whoever removed a source may have done so for the thread that waits here, on its way into this pass: a pass
     // behind a removal does not block. Asked after _waiting is set, so that a later removal wakes the select.
     timeval noTime{0, 0};
-    timeval* const limit = wakeable && _removed.exchange(false) ? &noTime : nullptr;
+    timeval* const limit = _removed.load() && _removed.exchange(false) ? &noTime : nullptr;
     int bits = select(highest + 1, &read, watchedForWriting, nullptr, limit);
     const int error = errno;
     _waiting.store(false, std::memory_order_relaxed);

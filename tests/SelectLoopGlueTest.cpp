@@ -116,6 +116,20 @@ TEST(SelectLoopGlue, newSourceIsNotTakenForTheOneThatHadItsNumber)
 }
 
 // Each change comes from another thread when the sets are filled already.
+// A thread on its way into a pass may wait for what another thread has just ended with the last source.
+TEST(SelectLoopGlueThreads, passBehindARemovalDoesNotBlock)
+{
+    SocketPair sockets;
+    SelectLoopGlue loop;
+    void** source = makeSource(loop, sockets.near());
+    ASSERT_EQ(0, loop.addSource(source, countCall, nullptr));
+    std::thread([&] {
+        loop.removeSource(source);
+        loop.deleteSource(source);
+    }).join();
+    loop.iterate(); // would block for good
+}
+
 TEST(SelectLoopGlueThreads, changesEndTheWait)
 {
     Ferrule::Semaphore end(0);
