@@ -38,7 +38,7 @@ struct ProxyLife {
     int answering = 0; // answers on their way through the proxy
 };
 
-// Lock order: connectionLock, requestLock, methodLock and tableLock are held for a few lines each and never
+// Lock order: connectionLock, requestLock, methodLock, tableLock and the lock of ProxyLife are held for a few lines each and never
 // across one another, a callback or a system call. writeLock is held during Connection::writeData and may be
 // followed by the loop's own lock; it is never held during a callback either: a break that writeData finds is
 // handled after its release.

@@ -90,15 +90,19 @@ bool TavixProxy::connect(char const* address, int bufferSize)
         return false;
     if (bufferSize > 0)
         setSocketBufferSize(fd, bufferSize);
-    return connectToFd(fd);
+    return adopt(fd);
 }
 
 bool TavixProxy::connectToFd(int fd)
 {
     if (isConnected())
         return true;
-    if (fd < 0)
-        return false;
+    return fd >= 0 && adopt(fd);
+}
+
+// Takes fd, whatever comes of it.
+bool TavixProxy::adopt(int fd)
+{
     LogDebug::logMessage("Client connected : client = %d, socket = %d", 0, fd);
 
     auto link = std::make_shared<ProxyLink>(fd, _private->nextLinkId++);

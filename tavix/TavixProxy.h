@@ -149,6 +149,7 @@ private:
     // For an observer that goes while nothing can be told to the bus.
     void forgetObserver(std::string const& objName, SharedObjectObserver* observer);
 
+    bool adopt(int fd);
     bool install(std::shared_ptr<ProxyLink> const& link);
     bool watch(ProxyLink& link);
     static void sourceCallback(void** source, void* proxy);

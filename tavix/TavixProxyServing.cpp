@@ -87,13 +87,14 @@ RemoteProxyResult TavixProxy::addSharedObject(std::string objName, SharedObjectO
 {
     if (!isConnected())
         return PROXY_CONNECTION_ERROR;
+    const unsigned linkId = _private->linkId;
     {
         Ferrule::Guard<std::mutex> guard(_private->tableLock);
         // What an earlier connection left behind gives way: its observer may be gone.
         ProxyPrivate::SharedObject& object = _private->sharedObjects[objName];
-        if (!object.observer || object.linkId != _private->linkId)
+        if (!object.observer || object.linkId != linkId)
             object.observer = observer;
-        object.linkId = _private->linkId;
+        object.linkId = linkId;
     }
     RemoteProxyResult result = PROXY_OK;
     formatAndSendRequest(AddSharedObject, objName, "", nullptr, true, result, nullptr, nullptr);
