@@ -4,15 +4,21 @@
 #include "tavix/Connection.h"
 #include "tavix/TavixProxy.h"
 #include "tavix/elements/EESPeekParser.h"
+#include "tavix/foundation/AtomicCounter.h"
 #include "tavix/foundation/NonCopyable.h"
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <list>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <pthread.h>
+#include <semaphore.h>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace Tavix {
 
@@ -38,14 +44,61 @@ struct ProxyLife {
     int answering = 0; // answers on their way through the proxy
 };
 
+// One observer of one pair. The table holds one reference, and every delivery under way one.
+struct TavixProxy::EventObserverInfo {
+    explicit EventObserverInfo(ObjectEventObserver* lent) : observer(lent) {}
+
+    bool ref(); // true while it was in use before
+    void unref();
+    // For the one who took it out of the table: returns when the observer is not being called on another
+    // thread, and never will be again.
+    void retire();
+
+    ObjectEventObserver* const observer; // lent
+    Ferrule::AtomicCounter refCount{1};
+    std::recursive_mutex lock; // held while the observer is called
+    bool removed = false;      // guarded by lock
+};
+
 // Lock order: connectionLock, requestLock, methodLock, tableLock and the lock of ProxyLife are held for a few lines each and never
-// across one another, a callback or a system call. writeLock is held during Connection::writeData and may be
+// across one another, a callback or a system call. subscriptionLock may be followed by any of them, and the lock of an
+// observer's record, under which that observer runs, by subscriptionLock. writeLock is held during Connection::writeData and may be
 // followed by the loop's own lock; it is never held during a callback either: a break that writeData finds is
 // handled after its release.
 struct ProxyPrivate {
     struct SharedObject {
         SharedObjectObserver* observer = nullptr; // lent
         unsigned linkId = 0;                      // of the connection it was added on last
+    };
+
+    // The observers of one pair, in order of registration.
+    struct Subscription {
+        std::vector<TavixProxy::EventObserverInfo*>::iterator find(ObjectEventObserver const* observer)
+        {
+            return std::find_if(observers.begin(), observers.end(),
+                                [=](auto info) { return info->observer == observer; });
+        }
+
+        std::vector<TavixProxy::EventObserverInfo*> observers;
+        unsigned linkId = 0; // of the connection on which the bus was asked for the pair last
+    };
+
+    // One waitForObject under way.
+    struct ObjectWait {
+        ObjectWait() { sem_init(&semaphore, 0, 0); }
+        ObjectWait(ObjectWait const&) = delete;
+        ObjectWait& operator=(ObjectWait const&) = delete;
+        ~ObjectWait() { sem_destroy(&semaphore); }
+
+        void take()
+        {
+            while (sem_wait(&semaphore) != 0) {
+            }
+        }
+
+        sem_t semaphore;
+        bool broken = false; // guarded by tableLock
+        std::list<ObjectWait*>::iterator place;
     };
 
     explicit ProxyPrivate(TavixProxy* owner) : life(std::make_shared<ProxyLife>(owner)) {}
@@ -56,7 +109,8 @@ struct ProxyPrivate {
     std::mutex requestLock;            // guards requests
     std::mutex writeLock;              // one writer at a time, and the source of every link
     std::mutex methodLock;             // guards pendingMethods and the place of every call in it
-    std::mutex tableLock;              // guards sharedObjects
+    std::mutex tableLock;              // guards sharedObjects, eventObservers and the two behind it
+    std::mutex subscriptionLock;       // one change of eventObservers at a time, with its message to the bus
 
     std::shared_ptr<ProxyLink> link;
     std::atomic<unsigned> linkId{0}; // of link, 0 while there is none; read without the lock
@@ -65,6 +119,10 @@ struct ProxyPrivate {
     std::map<unsigned, CoreRequest*> requests; // by request identifier, owned
     std::list<SharedPtr<TavixProxy::MethodCall>> pendingMethods;
     std::map<std::string, SharedObject> sharedObjects;
+    std::map<std::string, Subscription> eventObservers; // by object name and event, joined
+    std::list<ObjectWait*> objectWaits;
+    std::set<ObjectReadyObserver*> readyObservers; // owned, as they are by themselves
+    std::atomic<pthread_t> queueingThread{0};      // its requests are queued only; see addObserver
     std::atomic<unsigned> nextRequestId{1};
 };
 

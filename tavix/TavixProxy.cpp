@@ -56,6 +56,7 @@ TavixProxy::~TavixProxy()
     for (auto& entry : _private->requests)
         delete entry.second;
     _private->requests.clear();
+    deleteObservers();
 
     if (std::shared_ptr<ProxyLink> link = currentLink()) {
         Ferrule::Guard<std::mutex> write(_private->writeLock);
@@ -256,9 +257,10 @@ CoreRequest* TavixProxy::formatAndSendRequest(EESMessageType type, std::string c
     }
     if (type != BackChannel && visitor.fileDescriptors.getNumChildren() > 0) {
         // The numbers alone would name the wrong descriptors at the other end.
-        std::fprintf(stderr,
-                     "TavixProxy: cannot send \"%s\" to object \"%s\": a call cannot carry descriptors\n",
-                     method.c_str(), objName.c_str());
+        std::fprintf(
+            stderr,
+            "TavixProxy: cannot send \"%s\" to object \"%s\": this message cannot carry descriptors\n",
+            method.c_str(), objName.c_str());
         result = PROXY_CONNECTION_ERROR;
         return nullptr;
     }
@@ -297,7 +299,7 @@ CoreRequest* TavixProxy::sendRequest(RequestData& requestData, CoreRequest* core
         result = PROXY_REQUEST_TOO_LARGE;
     else if (waits && _private->linkId != link->id)
         result = PROXY_CONNECTION_ERROR;
-    else
+    else if (_private->queueingThread != pthread_self())
         sourceWrite(link);
 
     if (!waits)

@@ -2,6 +2,7 @@
 #define TAVIX_TAVIXPROXY_H
 
 #include <tavix/CoreRequest.h>
+#include <tavix/ObjectEventObserver.h>
 #include <tavix/PollLoopIf.h>
 #include <tavix/RemoteProxyResult.h>
 #include <tavix/ResponseData.h>
@@ -22,16 +23,17 @@ namespace Tavix {
 
 class Connection;
 struct Message;
+class ObjectReadyObserver;
 struct ProxyPrivate;
 struct ProxyLink;
 
 // The client end of the bus: one object per connection. It calls methods of other processes' objects and
-// serves the application's own.
+// serves the application's own, sends events and observes them.
 //
-// Threads: every callback, handler and response runs inside PollLoopIf::iterate, on the thread that calls it.
-// Sending (callMethodAsync, addSharedObject, removeSharedObject, respond of a token) is open to all threads.
-// wait and callMethod run the loop on the calling thread, so on a plain proxy they belong to the loop's
-// thread.
+// Threads: every callback, handler, observer and response runs inside PollLoopIf::iterate, on the thread that
+// calls it. Sending (callMethodAsync, sendEvent, respond of a token), adding and removing of objects and
+// observers are open to all threads. wait, callMethod, onObjectAdded and waitForObject run the loop on the
+// calling thread, so on a plain proxy they belong to the loop's thread.
 //
 // A blocking call may be made from inside a handler or a callback: it runs the loop further, and other
 // inbound messages are dispatched meanwhile. There is no time-out: a call ends with its answer or with its
@@ -52,6 +54,7 @@ public:
     };
 
     class MethodCall;
+    struct EventObserverInfo;
 
     // What handleMethodResponse completes.
     enum MessageType { kResponse = 1 };
@@ -74,7 +77,7 @@ public:
     // bufferSize: bytes for the socket's send and receive buffers; 0 leaves the system's default.
     // True when the proxy is connected on return, also when it was before. Blocks for up to 11 seconds when
     // nobody listens on a Unix domain path. After a lost connection the application connects again, and adds
-    // its shared objects again: the bus has forgotten them.
+    // its shared objects again, and removes and adds its observers: the bus has forgotten them.
     bool connect(char const* address, int bufferSize);
 
     // Adopts a connected stream socket: takes fd, also on failure. Exceptions: on a proxy that is connected
@@ -108,6 +111,22 @@ public:
     virtual void wait(Ferrule::Semaphore& sem);
     virtual void wait(sem_t* sem);
 
+    // Sends an event under the name of an object, which needs neither exist nor be the sender's. Lends data
+    // (null for none). Every client that observes the pair gets it, this one too. Nobody answers: PROXY_OK
+    // says that it is on its way.
+    virtual RemoteProxyResult sendEvent(std::string objName, std::string event, Element* data);
+
+    // Runs the callback once, when the bus has an object of this name or would start one on demand: before
+    // the return, or later from the loop. Makes a blocking call. After PROXY_CONNECTION_ERROR of the
+    // subscription the callback never runs; when only the bus's list of objects could not be had, it still
+    // may. It cannot be cancelled; it ends with the proxy.
+    virtual RemoteProxyResult onObjectAdded(std::string objName, void (*callback)(TavixProxy*, void*),
+                                            void* userData);
+
+    // Runs the loop until the bus has an object of this name or would start one on demand.
+    // PROXY_CONNECTION_ERROR when the connection breaks before; nothing stays behind in any case.
+    virtual RemoteProxyResult waitForObject(std::string objName);
+
     // Routes a received call or event. Takes data.
     virtual void dispatchEvent(ResponseData* data);
 
@@ -129,6 +148,19 @@ public:
     // code 2.
     RemoteProxyResult removeSharedObject(std::string objName);
 
+    // Subscribes to an event of an object, which needs not exist. Lends observer until removeObserver has
+    // returned. PROXY_OK says that the request was sent. PROXY_OBSERVER_ALREADY_EXISTS when this observer
+    // has the pair already. Object and event are told apart by their joined text only: "ab", "c" and
+    // "a", "bc" are one subscription.
+    //
+    // A subscription belongs to its connection. After another connect remove the observer and add it anew.
+    RemoteProxyResult addObserver(std::string objName, std::string event, ObjectEventObserver* observer);
+
+    // Ends a subscription. Once it has returned the observer is not called again: it waits for a call that is
+    // under way on another thread. From inside the observer's own call it returns at once.
+    // PROXY_OBSERVER_NOT_FOUND for a pair that nobody observes here.
+    RemoteProxyResult removeObserver(std::string objName, std::string event, ObjectEventObserver* observer);
+
     // Sends the response to a call. Lends result. Dropped without a word when the connection has gone; a
     // result that cannot be sent is replaced by an exception with code -1 that says why.
     void sendResponse(unsigned clientId, int requestId, Element* result);
@@ -144,9 +176,11 @@ protected:
 
 private:
     friend class MethodCall;
+    friend class ObjectReadyObserver;
     friend class TableDrivenTavix;
+    friend class TavixTemplate;
 
-    // For an observer that goes while nothing can be told to the bus.
+    // For a served object that goes while nothing can be told to the bus.
     void forgetObserver(std::string const& objName, SharedObjectObserver* observer);
 
     bool adopt(int fd);
@@ -171,6 +205,13 @@ private:
     bool dispatchPlainCall(Message const& message, unsigned clientId, unsigned connectionId,
                            std::shared_ptr<void const> const& owner);
     void dispatchMethodCall(ResponseData* data);
+    bool dispatchPlainEvent(Message const& message, std::shared_ptr<void const> const& owner);
+    RemoteProxyResult endObservation(std::string const& objName, std::string const& event,
+                                     ObjectEventObserver* observer);
+    RemoteProxyResult sendSubscription(EESMessageType type, std::string const& objName,
+                                       std::string const& event);
+    void endWaitsForObjects();
+    void deleteObservers();
     void startMethodCall(SharedPtr<MethodCall> const& call);
     void runMethodCall(SharedPtr<MethodCall> const& call);
     void answerThrown(MethodCall* call, char const* what);

@@ -95,7 +95,7 @@ void TavixProxy::handleReceivedMessage(SharedPtr<Message> const& message, unsign
     std::shared_ptr<void const> owner;
     if (message->size >= kSharedLength)
         owner = std::make_shared<SharedPtr<Message>>(message);
-    if (dispatchPlainCall(*message, clientId, connectionId, owner))
+    if (dispatchPlainCall(*message, clientId, connectionId, owner) || dispatchPlainEvent(*message, owner))
         return;
     std::unique_ptr<Element> root(EESParser::readContainer(message->data + kSizeFieldLength,
                                                            message->size - kSizeFieldLength, kParsePosition,
@@ -185,15 +185,6 @@ ResponseData* TavixProxy::serveBackChannel(MapElem* message, int)
     return new ResponseData(answer);
 }
 
-void TavixProxy::dispatchEvent(ResponseData* data)
-{
-    if (!data->map->hasChild("event")) {
-        dispatchMethodCall(data);
-        return;
-    }
-    delete data; // nobody here observes it
-}
-
 void TavixProxy::connectionBroken(std::shared_ptr<ProxyLink> const& link)
 {
     {
@@ -231,6 +222,7 @@ void TavixProxy::connectionBroken(std::shared_ptr<ProxyLink> const& link)
         responseData.requestId = request.first;
         request.second->setResponse(&responseData);
     }
+    endWaitsForObjects();
     // Last, because it wakes the loop: the thread in there may be the one that waits for such a request.
     _pollLoopIf->removeSource(source);
     _pollLoopIf->deleteSource(source);

@@ -157,11 +157,10 @@ bool TavixProxy::dispatchPlainCall(Message const& message, unsigned clientId, un
     RoutingFields fields;
     EESPeekParser::readRoutingFields(block, length, kParsePosition, fields, true);
     if (!fields.regular || fields.messageType != "method" || fields.systemRule != "callMethod" ||
-        fields.event || !fields.objName || !fields.method || !fields.params ||
-        fields.paramsPosition >= length)
+        fields.event || !fields.objName || !fields.method || !fields.params || fields.valuePosition >= length)
         return false;
-    Element* params = EESParser::readContainer(block, length, fields.paramsPosition,
-                                               message.data[kOffsetVersion], owner, 1);
+    Element* params =
+        EESParser::readContainer(block, length, fields.valuePosition, message.data[kOffsetVersion], owner, 1);
     if (!params)
         return false;
     startMethodCall(SharedPtr<MethodCall>(

@@ -9,6 +9,8 @@
 #include <tavix/IntervalTimer.h>
 #include <tavix/LogDebug.h>
 #include <tavix/Message.h>
+#include <tavix/ObjectEventObserver.h>
+#include <tavix/ObjectReadyObserver.h>
 #include <tavix/PollLoopIf.h>
 #include <tavix/RemoteProxyResult.h>
 #include <tavix/RequestData.h>

@@ -73,8 +73,8 @@ void enter(RoutingInfo* info, std::string_view name, std::string_view text, unsi
     auto const field = fieldOf(name);
     if (field)
         info->fields.*field = text;
-    if (field == &RoutingFields::params)
-        info->fields.paramsPosition = start;
+    if (field == &RoutingFields::params || field == &RoutingFields::data)
+        info->fields.valuePosition = start;
     else if (!isString)
         info->fields.regular = false;
 }
@@ -84,10 +84,10 @@ void noteEntry(PeekInfo*, bool)
 }
 
 // The tree reader takes a name in the last place for one without a value, and walks into a container by its count
-// where this reader steps over it by its length: only with params as the last entry do both see the same.
+// where this reader steps over it by its length: only with the value as the last entry do both see the same.
 void noteEntry(RoutingInfo* info, bool isLastName)
 {
-    if (isLastName || info->fields.params)
+    if (isLastName || info->fields.params || info->fields.data)
         info->fields.regular = false;
 }
 

@@ -23,9 +23,9 @@ struct RoutingFields {
     std::optional<std::string_view> params;
     std::optional<std::string_view> data;
     std::optional<std::string_view> result;
-    // Where the node of `params` begins, when that is there.
-    unsigned paramsPosition = 0;
-    // Whole strings and then, with a value, `params`, as encoders write a call.
+    // Where the node of `params` or `data` begins, when one is there.
+    unsigned valuePosition = 0;
+    // Whole strings and then, with a value, `params` or `data`, as encoders write a call or an event.
     bool regular = true;
 };
 

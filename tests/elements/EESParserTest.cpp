@@ -185,11 +185,11 @@ TEST(EESPeekParser, KnowsACallThatIsRegular)
     SampleTrees::Tree const params(
         EESParser::readContainer(reinterpret_cast<unsigned char const*>(regular.data()) + kSizeFieldLength,
                                  static_cast<unsigned>(regular.size()) - kSizeFieldLength,
-                                 fields.paramsPosition, kFormatVersion, nullptr, 1));
+                                 fields.valuePosition, kFormatVersion, nullptr, 1));
     ASSERT_TRUE(params);
     EXPECT_EQ(7, params->intValue());
 
-    std::string const value(regular.substr(fields.paramsPosition + kSizeFieldLength));
+    std::string const value(regular.substr(fields.valuePosition + kSizeFieldLength));
     std::string counted = regular; // the last name has no value by the count, though bytes follow
     --counted[kHeaderLength + 3];
     EXPECT_FALSE(peek(counted).regular);
