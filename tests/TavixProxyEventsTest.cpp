@@ -172,6 +172,40 @@ TEST_F(TavixProxyEvents, aRemovalWaitsForTheCallOnAnotherThread)
     EXPECT_THAT(deliver(), IsEmpty());
 }
 
+// Another thread adds an observer between the removal of the last one and its message.
+TEST_F(TavixProxyEvents, theBusHearsOfChangesInTheOrderOfTheTable)
+{
+    struct Slow : TavixProxy {
+        using TavixProxy::TavixProxy;
+        CoreRequest* formatAndSendRequest(EESMessageType type, std::string const& objName,
+                                          std::string const& method, Element* params, bool wantsResponse,
+                                          RemoteProxyResult& result, ResponseCallback callback,
+                                          void* userData) override
+        {
+            if (type == RemoveObserver)
+                inBetween();
+            return TavixProxy::formatAndSendRequest(type, objName, method, params, wantsResponse, result,
+                                                    callback, userData);
+        }
+        std::function<void()> inBetween;
+    };
+    Slow* slow = new Slow(loop);
+    proxy.reset(slow);
+    connect();
+    add(a);
+    std::thread other;
+    slow->inBetween = [&] {
+        other = std::thread([&] { add(b); });
+        for (int i = 0; i < 1000; ++i)
+            std::this_thread::yield();
+    };
+    remove(a);
+    other.join();
+    for (char const* request :
+         {"addObserver 1 ab.c null", "removeObserver 2 ab.c null", "addObserver 3 ab.c null"})
+        EXPECT_EQ(request, peer->hear());
+}
+
 // Threads come and go with observers of one pair while events arrive; the bus hears of firsts and lasts in turn.
 TEST_F(TavixProxyEvents, observersOfManyThreads)
 {
