@@ -204,27 +204,38 @@ int Connection::_checkSendQueue()
 
 int Connection::writeData()
 {
+    return writeMessages(1);
+}
+
+int Connection::writeMessages(int limit)
+{
     Ferrule::Guard<std::mutex> guard(_sendQueue->writeLock);
     if (_broken)
         return -1;
-    if (!_currentMessage.get())
-        return 0;
-    ssize_t sent;
-    do {
-        sent = _sendCurrent();
-    } while (sent < 0 && errno == EINTR);
-    if (sent == 0 || (sent < 0 && errno != EAGAIN)) {
-        guard.unlock();
-        handleBrokenConnection();
-        return -1;
-    }
-    if (sent > 0)
-        _written += static_cast<unsigned>(sent);
-    if (_written == _writeLength) {
+    for (int done = 0; done < limit && _currentMessage.get(); ++done) {
+        if (!_writeCurrent()) {
+            guard.unlock();
+            handleBrokenConnection();
+            return -1;
+        }
+        if (_written < _writeLength)
+            break;
         resetWriteState();
         _checkSendQueue();
     }
     return static_cast<int>(_writeLength - _written);
+}
+
+// One send, counted; a full socket counts nothing. False when the connection is broken.
+bool Connection::_writeCurrent()
+{
+    ssize_t sent;
+    do {
+        sent = _sendCurrent();
+    } while (sent < 0 && errno == EINTR);
+    if (sent > 0)
+        _written += static_cast<unsigned>(sent);
+    return sent > 0 || (sent < 0 && errno == EAGAIN);
 }
 
 // One send of what is left of the current message.

@@ -50,6 +50,9 @@ public:
     // length.
     int writeData();
 
+    // The same over and over, until the queue is empty, the socket is full or `limit` messages are done.
+    int writeMessages(int limit);
+
     // Queues the message behind all others; sends nothing. RESULT_MESSAGE_TOO_LARGE when it is above the
     // limit and was not queued.
     Result sendMessage(SharedPtr<Message> const& message);
@@ -71,6 +74,11 @@ public:
     void** getSource() const { return _source; }
     void setSource(void** source) { _source = source; }
 
+    // A place for the owner's note that the loop will tell when the socket takes more; the connection does not
+    // use it.
+    bool isWatchedForWriting() const { return _watchedForWriting; }
+    void setWatchedForWriting(bool watched) { _watchedForWriting = watched; }
+
     // Ends both directions of the socket and keeps the descriptor: a reader finds the end of file. Any
     // thread.
     void shutdownSocket();
@@ -91,11 +99,13 @@ private:
     void startWriteState(SharedPtr<Message>&& message);
     void resetWriteState();
     int _checkSendQueue();
+    bool _writeCurrent();
     long _sendCurrent();
 
     void handleBrokenConnection();
 
     void** _source = nullptr;
+    bool _watchedForWriting = false;
     const int _fd;
     const int _clientId;
     void (*const _brokenCallback)(Connection*, void*);

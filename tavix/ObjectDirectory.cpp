@@ -1,5 +1,7 @@
 #include "tavix/ObjectDirectoryInternal.h"
 
+#include <utility>
+
 namespace Tavix {
 
 int ObjectDirectory::addObject(std::string const& name, int clientId)
@@ -32,14 +34,16 @@ int ObjectDirectory::removeObject(std::string const& name, int clientId)
     return 0;
 }
 
-void ObjectDirectory::removeAllObjectsForClient(int clientId)
+std::vector<std::string> ObjectDirectory::removeAllObjectsForClient(int clientId)
 {
+    std::vector<std::string> removed;
     auto names = _names.find(clientId);
     if (names == _names.end())
-        return;
+        return removed;
     for (std::string_view name : names->second)
-        _owners.erase(_owners.find(name));
+        removed.push_back(std::move(_owners.extract(_owners.find(name)).key()));
     _names.erase(names);
+    return removed;
 }
 
 void ObjectDirectory::getAllObjectsForClient(int clientId, std::string& text) const

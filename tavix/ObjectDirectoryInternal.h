@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Tavix {
 
@@ -19,8 +20,8 @@ public:
     int findMatch(std::string_view name) const;
     // 0 removed; 1 no such name; 2 the name belongs to another client, and it stays.
     int removeObject(std::string const& name, int clientId);
-    // Removes every name of that owner, at the cost of those names.
-    void removeAllObjectsForClient(int clientId);
+    // Removes every name of that owner, at the cost of those names. Answers them in name order.
+    std::vector<std::string> removeAllObjectsForClient(int clientId);
     // Appends the owner's names to text in name order, "\n\t\t" before each unless text is empty.
     void getAllObjectsForClient(int clientId, std::string& text) const;
 

@@ -8,6 +8,7 @@
 
 #include "tavix/TavixBus.h"
 
+#include "tavix/ActivationPendingInternal.h"
 #include "tavix/Connection.h"
 #include "tavix/EventObserversInternal.h"
 #include "tavix/LogDebug.h"
@@ -31,7 +32,8 @@ namespace Tavix {
 
 namespace {
 
-const int kMaxConnections = 128; // the bus's own included
+// How many messages leave for one client before the others have their turn.
+const int kMessagesPerTurn = 64;
 
 // Client ids grow through all buses of the process, so that an id names one connection only.
 std::atomic<int> _nextClientId{1};
@@ -45,19 +47,20 @@ int openSpare()
 
 TavixBus::TavixBus(SharedPtr<PollLoopIf> const& loop, int socketBufferSize, int udsServerSocket,
                    int tcpServerSocket)
-    : _pendingCalls(new PendingCalls), _eventObservers(new EventObservers), _spareFd(openSpare()),
-      _pollLoop(loop), _socketBufferSize(socketBufferSize), _tvxObject(new TvxObject(this))
+    : _pendingCalls(new PendingCalls), _spareFd(openSpare()), _pollLoop(loop),
+      _socketBufferSize(socketBufferSize), _tvxObject(new TvxObject(this, loop)),
+      _activationPending(new ActivationPending)
 {
     int pair[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM, 0, pair) != 0) {
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) {
         std::perror("socketpair");
         std::abort();
     }
     addConnection(pair[0]);
     _proxy.reset(new TavixProxy(loop));
+    _eventObservers.reset(new EventObservers(_proxy.get()));
     if (!_proxy->connectToFd(pair[1]) || _tvxObject->startShare(_proxy.get()) != PROXY_OK) {
         std::fputs("TavixBus: the bus cannot join itself\n", stderr);
-        _proxy.reset();
         for (int fd : {udsServerSocket, tcpServerSocket}) {
             if (fd >= 0)
                 close(fd);
@@ -81,6 +84,9 @@ TavixBus::~TavixBus()
         delete connection;
     }
     _pendingCalls.reset();
+    _activationPending.reset();
+    // The object takes itself back through the proxy, which finds its connection gone and completes the calls
+    // of the observers' table.
     _tvxObject.reset();
     _eventObservers.reset();
     _proxy.reset();
@@ -136,7 +142,7 @@ void TavixBus::acceptCallback(void** source, void* bus)
 void TavixBus::newConnection(void** listener)
 {
     int listenerFd = _pollLoop->getFileDescriptor(listener);
-    int fd = accept(listenerFd, nullptr, nullptr);
+    int fd = accept4(listenerFd, nullptr, nullptr, SOCK_CLOEXEC);
     if (fd == -1 && (errno == EMFILE || errno == ENFILE)) {
         refuseConnection(listenerFd);
         return;
@@ -157,7 +163,7 @@ void TavixBus::refuseConnection(int listenerFd)
     _atDescriptorLimit = true;
     if (_spareFd >= 0) {
         close(_spareFd);
-        int fd = accept(listenerFd, nullptr, nullptr);
+        int fd = accept4(listenerFd, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd >= 0)
             close(fd);
         _spareFd = openSpare();
@@ -257,10 +263,14 @@ void TavixBus::writeSource(void** source)
 void TavixBus::writeConnection(Connection* connection, void** source)
 {
     connection->checkSendQueue();
-    int unsent = connection->writeData();
+    int unsent = connection->writeMessages(kMessagesPerTurn);
     if (unsent == -1)
         return; // gone, and deleted
-    if (unsent > 0)
+    const bool waits = unsent > 0;
+    if (waits == connection->isWatchedForWriting())
+        return;
+    connection->setWatchedForWriting(waits);
+    if (waits)
         _pollLoop->sourceAddWatch(source, kWriteWatch);
     else
         _pollLoop->sourceRemoveWatch(source, kWriteWatch);
@@ -274,7 +284,9 @@ bool TavixBus::sendTo(int clientId, SharedPtr<Message> const& message)
     Connection* connection = *found;
     // A refusal for size drops the message: its sender was within the limit for reading by less than 4 bytes.
     connection->sendMessage(message);
-    writeConnection(connection, connection->getSource());
+    // A full socket costs its senders nothing: the loop reports when it takes more.
+    if (!connection->isWatchedForWriting())
+        writeConnection(connection, connection->getSource());
     return true;
 }
 
@@ -314,6 +326,11 @@ void TavixBus::answerOrphanedCalls()
     while (_pendingCalls->takeOrphan(call))
         sendFailure(call.callerClientId, call.messageId, PROXY_CONNECTION_ERROR, "Object connection broken");
     _answeringOrphans = false;
+}
+
+void TavixBus::reloadActivationConfig(char const* directory)
+{
+    _tvxObject->reloadActivationConfig(directory);
 }
 
 void TavixBus::getConnectionDebug(std::map<int, std::string>& names)

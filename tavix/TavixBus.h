@@ -11,9 +11,11 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace Tavix {
 
+class ActivationPending;
 class Connection;
 class EventObservers;
 struct Message;
@@ -52,6 +54,11 @@ public:
     // socket cannot be opened.
     bool serveOnTcp(int port);
 
+    // Reads the configuration of the objects that are started on demand anew: every file of the directory,
+    // null for the one that the environment variable TVX_ACTIVATION_CONFIG_DIR names. What is wrong with a
+    // file is said on standard output, and harms no other. Calls that wait for an object go on waiting.
+    void reloadActivationConfig(char const* directory);
+
     // Adds an entry per connection: client id, and the peer in words.
     void getConnectionDebug(std::map<int, std::string>& names);
 
@@ -59,6 +66,8 @@ public:
     void getEventListDebugForClientId(int clientId, std::string& text);
 
 private:
+    static constexpr int kMaxConnections = 128; // the bus's own included
+
     static void acceptCallback(void** source, void* bus);
     static void clientCallback(void** source, void* bus);
     static void brokenConnectionCallback(Connection* connection, void* bus);
@@ -85,6 +94,7 @@ private:
     void handleUnknownRule(SharedPtr<Message> const& message, RoutingFields& fields);
     void handleMethodCallServer(SharedPtr<Message> const& message, RoutingFields& fields);
     void handleAddSharedObjectServer(SharedPtr<Message> const& message, RoutingFields& fields);
+    void releaseDeferredCalls(std::string_view name);
     void handleRemoveSharedObjectServer(SharedPtr<Message> const& message, RoutingFields& fields);
     void handleAddEventObserver(SharedPtr<Message> const& message, RoutingFields& fields);
     void handleRemoveEventObserver(SharedPtr<Message> const& message, RoutingFields& fields);
@@ -112,6 +122,7 @@ private:
     const int _socketBufferSize;
     std::unique_ptr<TavixProxy> _proxy; // the bus's own client, at the other end of a socket pair
     std::unique_ptr<TvxObject> _tvxObject;
+    std::unique_ptr<ActivationPending> _activationPending;
 };
 
 } // namespace Tavix

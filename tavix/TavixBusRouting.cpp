@@ -1,6 +1,7 @@
 // What the bus does with a message: one look at the texts at its top chooses the handler. A call or response
 // passes on in the very buffer in which it arrived, but for the four bytes that name the caller.
 
+#include "tavix/ActivationPendingInternal.h"
 #include "tavix/Connection.h"
 #include "tavix/EventObserversInternal.h"
 #include "tavix/LogDebug.h"
@@ -17,6 +18,7 @@
 #include "tavix/elements/ExceptionElem.h"
 #include "tavix/elements/NullElem.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -100,6 +102,11 @@ void TavixBus::handleUnknownRule(SharedPtr<Message> const& message, RoutingField
 void TavixBus::handleMethodCallServer(SharedPtr<Message> const& message, RoutingFields& fields)
 {
     const int owner = _tvxObject->getClientId(textOf(fields.objName));
+    if (owner == TvxObject::kActivating) {
+        printLine("Activating ", fields.objName, "");
+        _activationPending->add(textOf(fields.objName), message, fields);
+        return;
+    }
     if (owner == -1) {
         printLine("Activation failed for ", fields.objName, "!");
         sendFailure(message->clientId, message->messageId, PROXY_OBJECT_NOT_FOUND, "Object not found");
@@ -120,11 +127,25 @@ void TavixBus::routeResponse(SharedPtr<Message> const& message)
 
 void TavixBus::handleAddSharedObjectServer(SharedPtr<Message> const& message, RoutingFields& fields)
 {
-    if (_tvxObject->addObject(stringOf(fields.objName), message->clientId) == 0)
-        sendDone(*message);
-    else
+    const std::string name = stringOf(fields.objName);
+    if (_tvxObject->addObject(name, message->clientId) != 0) {
         sendFailure(message->clientId, message->messageId, PROXY_OBJECT_ALREADY_EXISTS,
                     "Object Already Exists");
+        return;
+    }
+    sendDone(*message);
+    _eventObservers->sharedObjectAdded(name);
+    releaseDeferredCalls(name);
+}
+
+// The new owner may go while it gets its first calls: the rest of them start it anew, and wait again.
+void TavixBus::releaseDeferredCalls(std::string_view name)
+{
+    std::vector<ActivationPending::Method> calls = _activationPending->take(name);
+    if (!calls.empty())
+        printLine("Invoking methods deferred pending ", name, " activation");
+    for (ActivationPending::Method& call : calls)
+        handleMethodCallServer(call.message, call.fields);
 }
 
 void TavixBus::handleRemoveSharedObjectServer(SharedPtr<Message> const& message, RoutingFields& fields)
@@ -164,10 +185,12 @@ void TavixBus::handleSendEvent(SharedPtr<Message> const& message, RoutingFields&
         _eventObservers->findObserverList(textOf(fields.objName), textOf(fields.event));
     if (!observers)
         return;
-    // A copy: writing to one observer can break its connection, which changes the list.
-    const std::vector<int> clients = *observers;
-    for (int clientId : clients)
-        sendTo(clientId, message);
+    // A copy: writing to one observer can break its connection, which changes the list. It holds clients that
+    // are connected, each once.
+    int clients[kMaxConnections];
+    int* const end = std::copy(observers->begin(), observers->end(), clients);
+    for (int* client = clients; client != end; ++client)
+        sendTo(*client, message);
 }
 
 void TavixBus::sendResponse(int clientId, unsigned replyClientId, unsigned messageId, Element* result)

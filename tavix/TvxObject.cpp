@@ -1,6 +1,7 @@
 #include "tavix/LogDebug.h"
 #include "tavix/StringLog.h"
 #include "tavix/TavixBus.h"
+#include "tavix/TavixProxy.h"
 #include "tavix/TvxObjectInternal.h"
 #include "tavix/elements/ElementIterator.h"
 #include "tavix/elements/ListElem.h"
@@ -8,12 +9,16 @@
 #include "tavix/elements/NullElem.h"
 #include "tavix/elements/StringElem.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <memory>
 
 namespace Tavix {
 
 namespace {
+
+const char kOwnName[] = "tvx";
 
 template <Element* (TvxObject::*method)(Element*)>
 Element* callMember(TableDrivenTavix* object, std::string const&, std::string const&, Element* params)
@@ -55,28 +60,68 @@ const TableDrivenTavix::Entry TvxObject::METHODS[] = {
 
 const unsigned TvxObject::NUM_METHODS = sizeof(METHODS) / sizeof(METHODS[0]);
 
-TvxObject::TvxObject(TavixBus* bus) : TableDrivenTavix("tvx", METHODS, NUM_METHODS), _bus(bus)
+TvxObject::TvxObject(TavixBus* bus, SharedPtr<PollLoopIf> const& loop)
+    : TableDrivenTavix(kOwnName, METHODS, NUM_METHODS), _activator(loop), _bus(bus)
 {
+    reloadActivationConfig(nullptr);
 }
 
-int TvxObject::getClientId(std::string_view name) const
+int TvxObject::getClientId(std::string_view objName)
 {
-    return _directory.findMatch(name);
+    const int owner = _directory.findMatch(objName);
+    return owner == -1 && _activator.activate(objName) ? kActivating : owner;
 }
 
 int TvxObject::addObject(std::string const& objName, int clientId)
 {
-    return _directory.addObject(objName, clientId);
+    const int result = _directory.addObject(objName, clientId);
+    if (result == 0 && objName != kOwnName)
+        handleObjectEvents({objName});
+    return result;
 }
 
 int TvxObject::removeObject(std::string const& objName, int clientId)
 {
-    return _directory.removeObject(objName, clientId);
+    const int result = _directory.removeObject(objName, clientId);
+    if (result == 0 && objName != kOwnName)
+        handleObjectEvents({objName});
+    return result;
 }
 
 void TvxObject::removeAllObjectsForClient(int clientId)
 {
-    _directory.removeAllObjectsForClient(clientId);
+    handleObjectEvents(_directory.removeAllObjectsForClient(clientId));
+}
+
+// Names that have come or gone, in name order; the directory tells which. An event that cannot be sent, for a
+// name that fills a frame, is left out: nobody could receive it.
+void TvxObject::handleObjectEvents(std::vector<std::string> const& changed)
+{
+    for (std::string const& objName : changed) {
+        const bool added = _directory.findMatch(objName) != -1;
+        if (added)
+            _activator.activated(objName);
+        else
+            _activator.deactivated(objName);
+        StringElem data(objName);
+        if (proxy)
+            proxy->sendEvent(kOwnName, added ? "objectAdded" : "objectRemoved", &data);
+    }
+}
+
+void TvxObject::reloadActivationConfig(char const* directory)
+{
+    if (!directory)
+        directory = std::getenv("TVX_ACTIVATION_CONFIG_DIR");
+    if (!directory)
+        return;
+    _activator.removeAllEntries();
+    if (!_activator.loadConfig(directory)) {
+        std::printf("Failed to load activation config from %s\n", directory);
+        return;
+    }
+    std::printf("Loaded activation config from %s\n", directory);
+    _activator.dumpStatus(stdout);
 }
 
 Element* TvxObject::listObjects(Element*)
@@ -84,6 +129,8 @@ Element* TvxObject::listObjects(Element*)
     ListElem* names = new ListElem;
     for (auto const& object : _directory.getObjects())
         names->add(object.first);
+    for (std::string const& objName : _activator.listInactive())
+        names->add(objName);
     return names;
 }
 

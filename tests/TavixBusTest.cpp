@@ -1,5 +1,6 @@
 // The broker alone: clients speak single frames, and the test's own thread steps the loop.
 #include "support/TestBus.h"
+#include "tavix/Connection.h"
 #include "tavix/LogDebug.h"
 #include "tavix/elements/IntegerElem.h"
 #include "tavix/elements/ListElem.h"
@@ -75,12 +76,12 @@ TEST(TavixBus, namesHaveOneOwnerAndClientsObserveAPairOnce)
                        {a, RemoveSharedObject, "clock", "!4 Object Not Found"},
                        {b, AddSharedObject, "clock", "null"},
                        {a, CallMethod, "tvx", R"(["","Clock","clock","tvx"])"},
-                       {a, RemoveObserver, "clock", "!9 Observer not found"},
-                       {a, AddObserver, "clock", "null"},
-                       {a, AddObserver, "clock", "!8 Observer already exists"},
-                       {b, AddObserver, "clock", "null"},
-                       {a, RemoveObserver, "clock", "null"},
-                       {a, RemoveObserver, "clock", "!9 Observer not found"}};
+                       {a, RemoveObserver, "gate", "!9 Observer not found"},
+                       {a, AddObserver, "gate", "null"},
+                       {a, AddObserver, "gate", "!8 Observer already exists"},
+                       {b, AddObserver, "gate", "null"},
+                       {a, RemoveObserver, "gate", "null"},
+                       {a, RemoveObserver, "gate", "!9 Observer not found"}};
     for (auto const& step : steps)
         EXPECT_EQ(std::string("5: ") + step.answer,
                   step.client.ask(makeRequest(step.type, 5, step.name, "listObjects")));
@@ -200,21 +201,142 @@ TEST(TavixBus, oddMessagesHarmNobody)
     EXPECT_THAT(lastLine, HasSubstr("Message could not be routed to client 0"));
 }
 
-TEST(TavixBus, eventsReachTheObserversOfThePair)
+// The sender was there first: its event is handled before the loop reports any of the dead, so the bus finds
+// out by writing, in the middle of the fan-out. Each of them owes the others an answer.
+TEST(TavixBus, observersDieInTheMiddleOfAFanOut)
+{
+    for (unsigned dead = 0; dead < 15; ++dead) {
+        TestBus bus;
+        RawClient sender = bus.connect();
+        std::vector<RawClient> observers;
+        for (int i = 0; i < 4; ++i) {
+            observers.push_back(bus.connectOwner({"object " + std::to_string(i)}));
+            EXPECT_EQ("1: null", observers[i].ask(makeRequest(AddObserver, 1, "clock", "tick")));
+            for (int owner = 0; owner < i; ++owner)
+                observers[i].send(makeRequest(CallMethod, 50, "object " + std::to_string(owner), "now"));
+        }
+        bus.settle();
+        for (unsigned i = 0; i < 4; ++i) {
+            if (dead & 1 << i)
+                observers[i].close();
+        }
+        std::string events[3];
+        for (int i = 0; i < 3; ++i)
+            sender.send(events[i] = makeRequest(Event, 10, "clock", "tick", new IntegerElem(i)));
+        sender.send(makeRequest(Event, 9, "clock", "tock") + makeRequest(Event, 9, "door", "tick"));
+        for (unsigned i = 0; i < 4; ++i) {
+            if (dead & 1 << i)
+                continue;
+            std::vector<std::string> heard;
+            for (int calls = 0; heard.size() < 3; ++calls) {
+                ASSERT_LT(calls, 10);
+                Frame frame = observers[i].receive();
+                if (frame.describe().compare(0, 5, "event") == 0)
+                    heard.push_back(frame.bytes);
+            }
+            EXPECT_THAT(heard, testing::ElementsAreArray(events)) << "dead " << dead;
+        }
+        EXPECT_TRUE(isServed(sender));
+        EXPECT_EQ(6u - static_cast<unsigned>(__builtin_popcount(dead)), connectionsOf(bus).size());
+    }
+}
+
+TEST(TavixBus, anObserverThatDoesNotReadGetsEverythingInOrderLater)
 {
     TestBus bus;
-    RawClient clients[] = {bus.connect(), bus.connect(), bus.connect()};
-    for (RawClient& client : clients)
-        EXPECT_EQ("1: null", client.ask(makeRequest(AddObserver, 1, "clock", "tick")));
-    clients[1].close(); // the bus finds out by writing to it
-    clients[0].send(makeRequest(Event, 8, "clock", "tock"));
-    clients[0].send(makeRequest(Event, 8, "door", "tick"));
-    const std::string event = makeRequest(Event, 9, "clock", "tick", new IntegerElem(5));
-    clients[0].send(event);
-    for (int i : {0, 2}) {
-        EXPECT_EQ(event, clients[i].receive().bytes);
-        EXPECT_TRUE(clients[i].isQuiet());
+    RawClient slow = bus.connect();
+    RawClient quick = bus.connect();
+    for (RawClient* client : {&slow, &quick})
+        EXPECT_EQ("1: null", client->ask(makeRequest(AddObserver, 1, "clock", "tick")));
+    for (unsigned i = 0; i < 1000; ++i) {
+        quick.send(makeRequest(Event, i, "clock", "tick", makeText(3000)));
+        ASSERT_EQ(i, quick.receive().id);
     }
+    for (unsigned i = 0; i < 1000; ++i)
+        ASSERT_EQ(i, slow.receive().id);
+}
+
+// Hears a call that the bus itself makes, and answers it.
+void expectCall(RawClient& owner, std::string const& text, Element* answer)
+{
+    Frame call = owner.receive();
+    EXPECT_EQ("callMethod " + std::to_string(call.id) + " " + text, call.describe());
+    owner.send(makeResponse(call.id, call.clientId, answer));
+}
+
+TEST(TavixBus, anObjectHearsOfTheFirstAndTheLastObserverOfAnEvent)
+{
+    TestBus bus;
+    RawClient a = bus.connect();
+    RawClient b = bus.connect();
+    RawClient owner = bus.connectOwner({"clock"});
+    auto ask = [&](RawClient& client, EESMessageType type, char const* object, char const* event) {
+        EXPECT_EQ("2: null", client.ask(makeRequest(type, 2, object, event)));
+    };
+    ask(a, AddObserver, "clock", "tick");
+    ask(b, AddObserver, "clock", "tick");
+    ask(a, RemoveObserver, "clock", "tick");
+    expectCall(owner, "clock.firstObserverAdded \"tick\"", new IntegerElem(42));
+    EXPECT_TRUE(owner.isQuiet());
+    ask(b, RemoveObserver, "clock", "tick");
+    expectCall(owner, "clock.lastObserverRemoved [\"tick\",42]", new NullElem);
+
+    // Not answered yet; and an answer that does not fit into a call.
+    ask(a, AddObserver, "clock", "tick");
+    ask(a, RemoveObserver, "clock", "tick");
+    expectCall(owner, "clock.firstObserverAdded \"tick\"", new IntegerElem(1));
+    expectCall(owner, "clock.lastObserverRemoved [\"tick\",null]", new NullElem);
+    ask(a, AddObserver, "clock", "tick");
+    expectCall(owner, "clock.firstObserverAdded \"tick\"", makeText(Connection::kMaxFrameSize - 80));
+    bus.settle();
+    ask(a, RemoveObserver, "clock", "tick");
+    expectCall(owner, "clock.lastObserverRemoved [\"tick\",null]", new NullElem);
+
+    // An object that comes later, one that comes again, and an observer that goes with everything it has.
+    for (char const* event : {"tock", "tick", "alarm"})
+        ask(a, AddObserver, "door", event);
+    ask(b, AddObserver, "door", "alarm");
+    for (int i = 0; i < 2; ++i) {
+        RawClient door = bus.connectOwner({"door"});
+        for (char const* event : {"alarm", "tick", "tock"})
+            expectCall(door, std::string("door.firstObserverAdded \"") + event + "\"", new IntegerElem(i));
+        EXPECT_TRUE(door.isQuiet());
+        if (i == 0) {
+            door.close();
+            bus.settle();
+            continue;
+        }
+        a.close();
+        expectCall(door, "door.lastObserverRemoved [\"tick\",1]", new NullElem);
+        expectCall(door, "door.lastObserverRemoved [\"tock\",1]", new NullElem);
+        EXPECT_TRUE(door.isQuiet());
+    }
+    ask(b, AddObserver, "clock", "unanswered"); // the bus ends with the call under way
+}
+
+TEST(TavixBus, arrivalsAndDeparturesAreAnnouncedBehindTheReplies)
+{
+    TestBus bus;
+    RawClient client = bus.connect();
+    for (char const* event : {"objectAdded", "objectRemoved"})
+        EXPECT_EQ("1: null", client.ask(makeRequest(AddObserver, 1, "tvx", event)));
+    auto hearEvent = [&] {
+        std::string text = client.hear(); // "event ID tvx.NAME VALUE"
+        return text.erase(0, text.find("tvx."));
+    };
+    EXPECT_EQ("2: null", client.ask(makeRequest(AddSharedObject, 2, "b")));
+    EXPECT_EQ("tvx.objectAdded \"b\"", hearEvent());
+    EXPECT_EQ("3: !6 Object Already Exists", client.ask(makeRequest(AddSharedObject, 3, "b")));
+    EXPECT_EQ("6: null", client.ask(makeRequest(RemoveSharedObject, 6, "b")));
+    EXPECT_EQ("tvx.objectRemoved \"b\"", hearEvent());
+
+    RawClient owner = bus.connectOwner({"z", "y", "x"});
+    for (char const* name : {"z", "y", "x"})
+        EXPECT_EQ(std::string("tvx.objectAdded \"") + name + "\"", hearEvent());
+    owner.close();
+    for (char const* name : {"x", "y", "z"})
+        EXPECT_EQ(std::string("tvx.objectRemoved \"") + name + "\"", hearEvent());
+    EXPECT_TRUE(client.isQuiet());
 }
 
 // While it lives, the process gets no descriptor from `limit` on.

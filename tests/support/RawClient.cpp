@@ -147,6 +147,7 @@ RawClient::RawClient(int fd, std::function<void()> meanwhile)
       })
 {
     setNonblocking(fd);
+    setCloseOnExec(fd);               // the end is not kept back by a process that the bus has started
     setSocketBufferSize(fd, 0x40000); // room for a frame of the largest size
 }
 
