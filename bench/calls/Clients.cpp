@@ -1,17 +1,13 @@
 #include "Clients.h"
 
-#include "Control.h"
+#include "common/Client.h"
+#include "common/Control.h"
 
-#include <tavix/SelectLoopGlue.h>
-#include <tavix/TavixBus.h>
-#include <tavix/TavixProxy.h>
 #include <tavix/elements/BinaryElem.h>
 #include <tavix/elements/NullElem.h>
 #include <tavix/elements/StringElem.h>
 
-#include <cstdio>
 #include <memory>
-#include <stdexcept>
 
 namespace Bench {
 
@@ -45,23 +41,6 @@ private:
     const bool _echo;
 };
 
-struct Client {
-    explicit Client(Options const& options) : loop(new Tavix::SelectLoopGlue), proxy(loop)
-    {
-        if (!proxy.connect(nullptr, options.bufferSize))
-            fail("connect");
-    }
-
-    void check(Tavix::RemoteProxyResult result)
-    {
-        if (result != Tavix::PROXY_OK)
-            fail(("a call ended with result " + std::to_string(result)).c_str());
-    }
-
-    SharedPtr<Tavix::PollLoopIf> loop;
-    Tavix::TavixProxy proxy;
-};
-
 // For one reply of a block, outside of the measured time: a wrong one would flatter the figures.
 void checkReply(Options const& options, Tavix::Element const* argument, Tavix::Element const* reply)
 {
@@ -78,7 +57,7 @@ std::vector<float> callOneByOne(Client& client, Options const& options, Tavix::E
     for (float& trip : trips) {
         Tavix::RemoteProxyResult result;
         reply.reset(client.proxy.callMethod(kObjectName, kMethodName, argument, result));
-        client.check(result);
+        check(result);
         const double after = nowMicroseconds();
         trip = static_cast<float>(after - before);
         before = after;
@@ -98,7 +77,7 @@ struct Pipeline {
     void send()
     {
         --toSend;
-        client.check(client.proxy.callMethodAsync(kObjectName, kMethodName, argument, answered, this));
+        check(client.proxy.callMethodAsync(kObjectName, kMethodName, argument, answered, this));
     }
 
     // A loop's callback throws nothing: a failure ends the process, and std::terminate prints its text.
@@ -118,7 +97,7 @@ struct Pipeline {
 
 void callInFlight(Client& client, Options const& options, Tavix::Element* argument, Command const& command)
 {
-    Pipeline pipeline{client, options, argument, command.calls, command.calls};
+    Pipeline pipeline{client, options, argument, command.count, command.count};
     for (unsigned i = 0; i < command.outstanding && pipeline.toSend > 0; ++i)
         pipeline.send();
     while (pipeline.toCome > 0)
@@ -147,11 +126,8 @@ int runOwner(Options const& options)
 {
     std::unique_ptr<Tavix::SharedObjectObserver> object(makeObject(options));
     Client client(options);
-    client.check(client.proxy.addSharedObject(kObjectName, object.get()));
-    // The bus answers in order: behind this answer the object is there.
-    Tavix::RemoteProxyResult result;
-    delete client.proxy.callMethod("tvx", "listObjects", nullptr, result);
-    client.check(result);
+    check(client.proxy.addSharedObject(kObjectName, object.get()));
+    roundTrip(client.proxy);
     reportReady(options.control);
     while (client.proxy.isConnected())
         client.loop->iterate();
@@ -168,27 +144,10 @@ int runCaller(Options const& options)
     return serveCommands(options.control, [&](Command const& command) {
         Tavix::Element* argument = arguments.at(command.payload).get();
         if (command.outstanding == 1)
-            return callOneByOne(client, options, argument, command.calls);
+            return callOneByOne(client, options, argument, command.count);
         callInFlight(client, options, argument, command);
         return std::vector<float>();
     });
-}
-
-int runEmbeddedBus(Options const& options)
-{
-    SharedPtr<Tavix::PollLoopIf> loop(new Tavix::SelectLoopGlue);
-    Tavix::TavixBus bus(loop, options.bufferSize, -1, -1);
-    if (!bus.isServing())
-        return 1;
-    std::puts("ready");
-    std::fflush(stdout);
-    for (;;)
-        loop->iterate();
-}
-
-void fail(char const* what)
-{
-    throw std::runtime_error(what);
 }
 
 } // namespace Bench

@@ -15,14 +15,9 @@ constexpr char kMethodName[] = "echo";
 Tavix::Element* makeArgument(Options const& options, unsigned payload);
 Tavix::SharedObjectObserver* makeObject(Options const& options);
 
-// The processes of the real system. Each runs until its broker or its parent goes, and answers the exit
-// status.
+// The clients of the real system. Each runs until its broker or its parent goes, and answers the exit status.
 int runOwner(Options const& options);
 int runCaller(Options const& options);
-int runEmbeddedBus(Options const& options);
-
-// Throws a std::runtime_error, which ends this process with status 1 and its children with it.
-[[noreturn]] void fail(char const* what);
 
 } // namespace Bench
 

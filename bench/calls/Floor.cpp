@@ -1,10 +1,11 @@
 #include "Floor.h"
 
 #include "Clients.h"
-#include "Control.h"
-#include "FloorSocket.h"
 #include "Frames.h"
-#include "Waiter.h"
+#include "common/Control.h"
+#include "common/Fail.h"
+#include "common/FloorSocket.h"
+#include "common/Waiter.h"
 
 namespace Bench {
 
@@ -106,8 +107,8 @@ void callInFlight(Endpoint& endpoint, Frame const& request, Command const& comma
 {
     unsigned sent = 0;
     unsigned come = 0;
-    while (come < command.calls) {
-        while (sent < command.calls && sent - come < command.outstanding && !endpoint.socket.sending()) {
+    while (come < command.count) {
+        while (sent < command.count && sent - come < command.outstanding && !endpoint.socket.sending()) {
             endpoint.socket.send(request.data(), request.size());
             ++sent;
         }
@@ -156,7 +157,7 @@ int runFloorCaller(Options const& options)
     return serveCommands(options.control, [&](Command const& command) {
         Frame const& request = frames.at(command.payload).request;
         if (command.outstanding == 1)
-            return callOneByOne(endpoint, request, command.calls);
+            return callOneByOne(endpoint, request, command.count);
         callInFlight(endpoint, request, command);
         return std::vector<float>();
     });

@@ -2,12 +2,11 @@
 #define TAVIX_BENCH_CALLS_FRAMES_H
 
 #include "Options.h"
+#include "common/LoneProxy.h"
 
 #include <vector>
 
 namespace Bench {
-
-typedef std::vector<unsigned char> Frame;
 
 struct FramePair {
     Frame request; // as it reaches the object's owner

@@ -1,58 +1,12 @@
-#include "Clients.h"
 #include "Frames.h"
 #include "Measure.h"
+#include "common/Table.h"
 
-#include <cstdarg>
 #include <cstdio>
-#include <libsmartcols.h>
 
 namespace Bench {
 
 namespace {
-
-std::string format(char const* text, ...)
-{
-    char buffer[128];
-    va_list arguments;
-    va_start(arguments, text);
-    std::vsnprintf(buffer, sizeof buffer, text, arguments);
-    va_end(arguments);
-    return buffer;
-}
-
-class Table {
-public:
-    Table(char const* title, std::vector<char const*> const& columns) : _table(scols_new_table())
-    {
-        std::printf("\n%s\n\n", title);
-        for (char const* column : columns)
-            scols_table_new_column(_table, column, 0, SCOLS_FL_RIGHT);
-    }
-
-    Table(Table const&) = delete;
-    Table& operator=(Table const&) = delete;
-
-    ~Table()
-    {
-        scols_print_table(_table);
-        scols_unref_table(_table);
-    }
-
-    void add(std::vector<std::string> const& cells)
-    {
-        libscols_line* line = scols_table_new_line(_table, nullptr);
-        for (std::size_t i = 0; i < cells.size(); ++i)
-            scols_line_set_data(line, i, cells[i].c_str());
-    }
-
-private:
-    libscols_table* _table;
-};
-
-std::string payloadName(unsigned bytes)
-{
-    return bytes >= 1024 && bytes % 1024 == 0 ? format("%u KiB", bytes / 1024) : format("%u B", bytes);
-}
 
 void printTimes(Options const& options, std::vector<Row> const& rows)
 {
@@ -74,7 +28,7 @@ void printCpu(std::vector<Row> const& rows)
                  "floor", "ratio"});
     for (Row const& row : rows) {
         std::vector<std::string> cells{format("%u", row.outstanding), payloadName(row.payload)};
-        for (System::Part part : {System::kBroker, System::kCaller, System::kOwner}) {
+        for (unsigned part : {+System::kBroker, +kCaller, +kOwner}) {
             cells.push_back(format("%.2f", row.cpu[kTavix][part]));
             cells.push_back(format("%.2f", row.cpu[kFloor][part]));
             cells.push_back(format("%.2f", row.cpuRatio(part)));
@@ -89,7 +43,7 @@ void printSyscalls(std::vector<Row> const& rows)
                 {"in flight", "argument", "broker", "floor", "caller", "floor", "owner", "floor"});
     for (Row const& row : rows) {
         std::vector<std::string> cells{format("%u", row.outstanding), payloadName(row.payload)};
-        for (System::Part part : {System::kBroker, System::kCaller, System::kOwner}) {
+        for (unsigned part : {+System::kBroker, +kCaller, +kOwner}) {
             for (unsigned side : {kTavix, kFloor})
                 cells.push_back(format("%.2f", row.syscalls[side][part]));
         }
@@ -101,14 +55,12 @@ void printSyscalls(std::vector<Row> const& rows)
 
 void printReport(Options const& options, std::vector<Row> const& rows)
 {
-    std::printf("argument: %s; reply: %s, by %s; floor waits with %s; %s; socket buffers: %s\n",
-                options.binary ? "binary" : "string", options.echo ? "the argument" : "null",
-                options.token ? "token" : "value", options.floorWait.c_str(),
-                options.cpu < 0 ? "not pinned" : format("all processes on CPU %d", options.cpu).c_str(),
-                options.bufferSize ? format("%d bytes", options.bufferSize).c_str() : "default");
+    std::printf("argument: %s; reply: %s, by %s; %s\n", options.binary ? "binary" : "string",
+                options.echo ? "the argument" : "null", options.token ? "token" : "value",
+                describeRun(options).c_str());
     printTimes(options, rows);
     printCpu(rows);
-    if (rows.back().syscalls[kFloor][System::kOwner] >= 0)
+    if (!rows.back().syscalls[kFloor].empty())
         printSyscalls(rows);
 }
 

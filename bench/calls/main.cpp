@@ -8,48 +8,30 @@
 
 #include <cstdio>
 #include <exception>
-#include <sched.h>
 
 namespace {
 
 using namespace Bench;
 
-int runRole(Options const& options)
+int runBus(Options const& options)
 {
-    static const struct {
-        char const* role;
-        int (*run)(Options const&);
-    } kRoles[] = {
-        {"bus", runEmbeddedBus},
-        {"caller", runCaller},
-        {"owner", runOwner},
-        {"floor-bus", runFloorForwarder},
-        {"floor-caller", runFloorCaller},
-        {"floor-owner", runFloorOwner},
-    };
-    for (auto const& entry : kRoles) {
-        if (options.role == entry.role)
-            return entry.run(options);
-    }
-    return 2;
+    return runEmbeddedBus(options);
 }
 
-// The children inherit it.
-void pinTo(int cpu)
-{
-    cpu_set_t cpus;
-    CPU_ZERO(&cpus);
-    CPU_SET(static_cast<unsigned>(cpu), &cpus);
-    if (sched_setaffinity(0, sizeof cpus, &cpus) != 0)
-        fail("the process cannot be pinned to this CPU; see --cpu");
-}
+const Role<Options> kRoles[] = {
+    {"bus", runBus},
+    {"caller", runCaller},
+    {"owner", runOwner},
+    {"floor-bus", runFloorForwarder},
+    {"floor-caller", runFloorCaller},
+    {"floor-owner", runFloorOwner},
+};
 
 int run(Options const& options)
 {
     if (!options.role.empty())
-        return runRole(options);
-    if (options.cpu >= 0)
-        pinTo(options.cpu);
+        return runRole(options, kRoles);
+    placeProcesses(options);
     TavixSystem tavix(options);
     FloorSystem floor(options);
     printReport(options, measure(options, tavix, floor));

@@ -1,6 +1,6 @@
-#include "Process.h"
+#include "common/Process.h"
 
-#include "Clients.h"
+#include "common/Fail.h"
 
 #include <cerrno>
 #include <csignal>

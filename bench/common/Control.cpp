@@ -1,4 +1,4 @@
-#include "Control.h"
+#include "common/Control.h"
 
 #include <algorithm>
 #include <ctime>
@@ -13,7 +13,7 @@ int serveCommands(int control, std::function<std::vector<float>(Command const&)>
         const double start = nowMicroseconds();
         const std::vector<float> trips = run(command);
         const double elapsed = nowMicroseconds() - start;
-        Outcome outcome{trips.empty() ? elapsed / command.calls : median(trips), elapsed / 1e6};
+        Outcome outcome{trips.empty() ? elapsed / command.count : median(trips), elapsed / 1e6};
         if (write(control, &outcome, sizeof outcome) != static_cast<ssize_t>(sizeof outcome))
             return 1;
     }

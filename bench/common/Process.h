@@ -1,5 +1,5 @@
-#ifndef TAVIX_BENCH_CALLS_PROCESS_H
-#define TAVIX_BENCH_CALLS_PROCESS_H
+#ifndef TAVIX_BENCH_COMMON_PROCESS_H
+#define TAVIX_BENCH_COMMON_PROCESS_H
 
 #include <string>
 #include <sys/types.h>

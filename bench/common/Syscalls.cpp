@@ -1,8 +1,8 @@
-// System calls per call: strace is attached to the three processes of a system, a block runs, strace is
+// System calls per call: strace is attached to the processes of a system, a block runs, strace is
 // detached and its summaries are read. The figures of this block serve for nothing else.
 
-#include "Clients.h"
-#include "Measure.h"
+#include "common/Fail.h"
+#include "common/System.h"
 
 #include <csignal>
 #include <cstdio>
@@ -60,24 +60,23 @@ private:
 
 } // namespace
 
-bool countSyscalls(Options const& options, System& system, Command const& command,
-                   double (&perCall)[System::kParts])
+bool countSyscalls(System& system, Command const& command, std::vector<double>& perCall)
 {
     PrivateDirectory directory;
     std::vector<std::unique_ptr<Strace>> tracers;
-    for (unsigned part = 0; part < System::kParts; ++part) {
+    for (unsigned part = 0; part < system.parts(); ++part) {
         const std::string file = directory.path() + "/strace" + std::to_string(part);
-        Process const& process = system.process(static_cast<System::Part>(part));
-        tracers.push_back(std::make_unique<Strace>(process, file, options.timeoutSeconds));
+        tracers.push_back(
+            std::make_unique<Strace>(system.process(part), file, system.options().timeoutSeconds));
         if (!tracers.back()->isAttached()) {
-            std::fputs("bench_calls: strace is not installed or may not attach: no system calls counted\n",
-                       stderr);
+            std::fputs("strace is not installed or may not attach: no system calls counted\n", stderr);
             return false;
         }
     }
     system.run(command);
-    for (unsigned part = 0; part < System::kParts; ++part)
-        perCall[part] = tracers[part]->finish() / command.calls;
+    perCall.clear();
+    for (auto const& tracer : tracers)
+        perCall.push_back(tracer->finish() / command.count);
     return true;
 }
 

@@ -1,18 +1,19 @@
-#ifndef TAVIX_BENCH_CALLS_WAITER_H
-#define TAVIX_BENCH_CALLS_WAITER_H
+#ifndef TAVIX_BENCH_COMMON_WAITER_H
+#define TAVIX_BENCH_COMMON_WAITER_H
 
 #include <memory>
 #include <string>
 
 namespace Bench {
 
-// Waits on up to two sockets, numbered 0 and 1, with one system call. Three ways of doing it, so that the
-// floor can stand on the cheapest.
+// Waits on sockets, numbered from 0, with one system call. Three ways of doing it, so that the floor can stand
+// on the cheapest.
 class Waiter {
 public:
     enum Events { kNothing = 0, kReadable = 1, kWritable = 2 };
 
     virtual ~Waiter() = default;
+    // slot: the next number.
     virtual void add(unsigned slot, int fd) = 0;
     // From the next wait on. Watching the same as before costs nothing.
     virtual void watch(unsigned slot, unsigned events) = 0;

@@ -1,4 +1,4 @@
-#include "FloorSocket.h"
+#include "common/FloorSocket.h"
 
 #include <tavix/SocketUtil.h>
 #include <tavix/elements/EESFormat.h>

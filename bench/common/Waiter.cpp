@@ -1,23 +1,22 @@
-#include "Waiter.h"
+#include "common/Waiter.h"
 
 #include <algorithm>
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/select.h>
 #include <unistd.h>
+#include <vector>
 
 namespace Bench {
 
 namespace {
 
-const unsigned kSlots = 2;
-
 class PollWaiter : public Waiter {
 public:
     void add(unsigned slot, int fd) override
     {
+        _fds.resize(slot + 1);
         _fds[slot] = pollfd{fd, POLLIN, 0};
-        _count = std::max(_count, slot + 1);
     }
 
     void watch(unsigned slot, unsigned events) override
@@ -26,7 +25,7 @@ public:
             static_cast<short>((events & kReadable ? POLLIN : 0) | (events & kWritable ? POLLOUT : 0));
     }
 
-    void wait() override { poll(_fds, _count, -1); }
+    void wait() override { poll(_fds.data(), _fds.size(), -1); }
 
     unsigned ready(unsigned slot) const override
     {
@@ -35,8 +34,7 @@ public:
     }
 
 private:
-    pollfd _fds[kSlots] = {};
-    unsigned _count = 0;
+    std::vector<pollfd> _fds;
 };
 
 class EpollWaiter : public Waiter {
@@ -45,47 +43,53 @@ public:
 
     void add(unsigned slot, int fd) override
     {
-        _fds[slot] = fd;
-        _watched[slot] = kReadable;
+        _slots.resize(slot + 1);
+        _events.resize(slot + 1);
+        _slots[slot] = Slot{fd, kReadable, kNothing};
         control(EPOLL_CTL_ADD, slot);
     }
 
     void watch(unsigned slot, unsigned events) override
     {
-        if (_watched[slot] == events)
+        if (_slots[slot].watched == events)
             return;
-        _watched[slot] = events;
+        _slots[slot].watched = events;
         control(EPOLL_CTL_MOD, slot);
     }
 
     void wait() override
     {
-        epoll_event events[kSlots];
-        const int count = epoll_wait(_epoll, events, kSlots, -1);
-        for (unsigned& found : _found)
-            found = kNothing;
-        for (int i = 0; i < count; ++i)
-            _found[events[i].data.u32] =
-                (events[i].events & (EPOLLIN | EPOLLHUP | EPOLLERR) ? kReadable : 0) |
-                (events[i].events & EPOLLOUT ? kWritable : 0);
+        for (int i = 0; i < _count; ++i)
+            _slots[_events[i].data.u32].found = kNothing;
+        _count = std::max(epoll_wait(_epoll, _events.data(), static_cast<int>(_events.size()), -1), 0);
+        for (int i = 0; i < _count; ++i)
+            _slots[_events[i].data.u32].found =
+                (_events[i].events & (EPOLLIN | EPOLLHUP | EPOLLERR) ? kReadable : 0) |
+                (_events[i].events & EPOLLOUT ? kWritable : 0);
     }
 
-    unsigned ready(unsigned slot) const override { return _found[slot]; }
+    unsigned ready(unsigned slot) const override { return _slots[slot].found; }
 
 private:
     void control(int operation, unsigned slot)
     {
         epoll_event event{};
-        event.events =
-            (_watched[slot] & kReadable ? +EPOLLIN : 0) | (_watched[slot] & kWritable ? +EPOLLOUT : 0);
+        event.events = (_slots[slot].watched & kReadable ? +EPOLLIN : 0) |
+                       (_slots[slot].watched & kWritable ? +EPOLLOUT : 0);
         event.data.u32 = slot;
-        epoll_ctl(_epoll, operation, _fds[slot], &event);
+        epoll_ctl(_epoll, operation, _slots[slot].fd, &event);
     }
 
+    struct Slot {
+        int fd;
+        unsigned watched;
+        unsigned found;
+    };
+
     int _epoll = epoll_create1(EPOLL_CLOEXEC);
-    int _fds[kSlots] = {};
-    unsigned _watched[kSlots] = {};
-    unsigned _found[kSlots] = {};
+    std::vector<Slot> _slots;
+    std::vector<epoll_event> _events; // of the last wait: the first _count
+    int _count = 0;
 };
 
 class SelectWaiter : public Waiter {
@@ -98,6 +102,7 @@ public:
 
     void add(unsigned slot, int fd) override
     {
+        _fds.resize(slot + 1);
         _fds[slot] = fd;
         _highest = std::max(_highest, fd);
         FD_SET(fd, &_readWatch);
@@ -105,20 +110,21 @@ public:
 
     void watch(unsigned slot, unsigned events) override
     {
+        _writeWatches -= FD_ISSET(_fds[slot], &_writeWatch);
         FD_CLR(_fds[slot], &_readWatch);
         FD_CLR(_fds[slot], &_writeWatch);
         if (events & kReadable)
             FD_SET(_fds[slot], &_readWatch);
         if (events & kWritable)
             FD_SET(_fds[slot], &_writeWatch);
-        _anyWrite = FD_ISSET(_fds[0], &_writeWatch) || FD_ISSET(_fds[1], &_writeWatch);
+        _writeWatches += FD_ISSET(_fds[slot], &_writeWatch);
     }
 
     void wait() override
     {
         _read = _readWatch;
-        _write = _writeWatch;
-        select(_highest + 1, &_read, _anyWrite ? &_write : nullptr, nullptr, nullptr);
+        _write = _writeWatch; // stays empty for a null set
+        select(_highest + 1, &_read, _writeWatches > 0 ? &_write : nullptr, nullptr, nullptr);
     }
 
     unsigned ready(unsigned slot) const override
@@ -128,9 +134,9 @@ public:
     }
 
 private:
-    int _fds[kSlots] = {};
+    std::vector<int> _fds;
     int _highest = -1;
-    bool _anyWrite = false; // a null set spares the kernel copying it
+    int _writeWatches = 0; // with none, a null set spares the kernel copying it
     fd_set _readWatch;
     fd_set _writeWatch;
     fd_set _read;

@@ -1,0 +1,35 @@
+#ifndef TAVIX_BENCH_COMMON_CONTROL_H
+#define TAVIX_BENCH_COMMON_CONTROL_H
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace Bench {
+
+// What the parent tells the process that drives a system, and what comes back, over one socket pair.
+struct Command {
+    std::uint32_t payload;     // index into the sizes
+    std::uint32_t outstanding; // calls or events in flight
+    std::uint32_t count;       // calls or events of the block
+};
+
+struct Outcome {
+    // One call or event: the median round trip, or with several in flight the block's time by count.
+    double microseconds;
+    double seconds; // the whole block
+};
+
+// Runs every command that comes until the parent closes its end. run answers the time of each round trip in
+// microseconds, or nothing when several were in flight.
+int serveCommands(int control, std::function<std::vector<float>(Command const&)> const& run);
+
+// Tells the parent that this process can be used.
+void reportReady(int control);
+
+double nowMicroseconds();
+double median(std::vector<float> values);
+
+} // namespace Bench
+
+#endif

@@ -1,0 +1,146 @@
+#include "common/System.h"
+
+#include "common/Fail.h"
+
+#include <tavix/SelectLoopGlue.h>
+#include <tavix/TavixBus.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace Bench {
+
+namespace {
+
+// The arguments of this process, for the children.
+std::vector<std::string> ownArguments()
+{
+    std::vector<std::string> arguments;
+    std::string argument;
+    FILE* file = fopen("/proc/self/cmdline", "re");
+    if (!file)
+        fail("/proc is needed");
+    for (int next = fgetc(file); next != EOF; next = fgetc(file)) {
+        if (next != 0) {
+            argument += static_cast<char>(next);
+            continue;
+        }
+        arguments.push_back(argument);
+        argument.clear();
+    }
+    fclose(file);
+    arguments.at(0) = std::filesystem::read_symlink("/proc/self/exe").string();
+    return arguments;
+}
+
+std::string joined(std::vector<int> const& numbers)
+{
+    std::string text;
+    for (int number : numbers)
+        text += (text.empty() ? "" : ",") + std::to_string(number);
+    return text;
+}
+
+} // namespace
+
+System::System(RunOptions const& options, unsigned parts) : _options(options), _processes(parts)
+{
+    _controls.resize(parts);
+}
+
+Outcome System::run(Command const& command)
+{
+    Outcome outcome;
+    const int control = _controls[kDriver].get();
+    if (write(control, &command, sizeof command) != static_cast<ssize_t>(sizeof command) ||
+        !readWithin(control, &outcome, sizeof outcome, _options.timeoutSeconds))
+        fail("a block did not come to its end");
+    return outcome;
+}
+
+void System::start(unsigned part, std::string const& role, std::vector<int> const& sockets,
+                   std::vector<std::string> const& more)
+{
+    SocketPair control;
+    std::vector<std::string> arguments = ownArguments();
+    std::vector<int> kept = sockets;
+    kept.push_back(control.second.get());
+    arguments.insert(arguments.end(), {"--role", role, "--control", std::to_string(control.second.get())});
+    if (!sockets.empty())
+        arguments.insert(arguments.end(), {"--sockets", joined(sockets)});
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    _processes[part] = std::make_unique<Process>(wrapped(role, arguments), kept);
+    _controls[part] = std::move(control.first);
+}
+
+void System::waitReady(unsigned part)
+{
+    char ready;
+    if (!readWithin(_controls[part].get(), &ready, 1, _options.timeoutSeconds))
+        fail("a process of the measurement did not start");
+}
+
+std::vector<std::string> System::wrapped(std::string const& role, std::vector<std::string> arguments) const
+{
+    for (std::string const& wrap : _options.wrap) {
+        if (wrap.compare(0, role.size() + 1, role + "=") == 0)
+            arguments.insert(arguments.begin(),
+                             {"/bin/sh", "-c", "exec " + wrap.substr(role.size() + 1) + " \"$@\"", "sh"});
+    }
+    return arguments;
+}
+
+std::vector<std::string> System::busArguments() const
+{
+    std::vector<std::string> arguments = ownArguments();
+    if (_options.embeddedBus) {
+        arguments.insert(arguments.end(), {"--role", "bus"});
+        return arguments;
+    }
+    std::string program = _options.bus;
+    if (program.empty())
+        program = (std::filesystem::path(arguments[0]).parent_path() / "tavix-bus").string();
+    arguments = {program};
+    if (_options.bufferSize > 0)
+        arguments.insert(arguments.end(), {"--buffer-size", std::to_string(_options.bufferSize)});
+    return arguments;
+}
+
+void System::startBus()
+{
+    _directory = std::make_unique<PrivateDirectory>();
+    setenv("QZV_RUNTIME_DIR", _directory->path().c_str(), 1);
+    int output[2];
+    if (pipe2(output, O_CLOEXEC) != 0)
+        fail("pipe");
+    _busOutput = Descriptor(output[0]);
+    Descriptor writing(output[1]);
+    _processes[kBroker] =
+        std::make_unique<Process>(wrapped("bus", busArguments()), std::vector<int>(), writing.get());
+    writing = Descriptor();
+    if (!waitForText(_busOutput.get(), "\n", _options.timeoutSeconds))
+        fail("the bus did not start");
+}
+
+int runEmbeddedBus(RunOptions const& options)
+{
+    SharedPtr<Tavix::PollLoopIf> loop(new Tavix::SelectLoopGlue);
+    Tavix::TavixBus bus(loop, options.bufferSize, -1, -1);
+    if (!bus.isServing())
+        return 1;
+    std::puts("ready");
+    std::fflush(stdout);
+    for (;;)
+        loop->iterate();
+}
+
+void fail(char const* what)
+{
+    throw std::runtime_error(what);
+}
+
+} // namespace Bench
