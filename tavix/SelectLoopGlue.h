@@ -52,6 +52,7 @@ public:
 
 private:
     struct DescriptorInfo;
+    struct Pass;
     typedef Ferrule::DynamicLookupTable<DescriptorInfo*, int, Ferrule::LessOperator<int>> Table;
 
     static DescriptorInfo* _info(void** source);
@@ -62,7 +63,7 @@ private:
     void _handleSelectError(int error);
     unsigned _reportBadFds();
     void _collectReady(fd_set const& read, fd_set const& write, int bits);
-    void _dispatch(std::size_t first, std::size_t end, Ferrule::Guard<std::recursive_mutex>& guard);
+    void _dispatch(Pass& pass, Ferrule::Guard<std::recursive_mutex>& guard);
     void _wakeIfWaiting();
     void _drainWakeFd();
 

@@ -39,6 +39,16 @@ struct SelectLoopGlue::DescriptorInfo {
     bool prepared = false; // has stood in the sets since it was registered
 };
 
+// One pass: the records behind `first` in the loop's list are its own, and those before `next` are done with.
+struct SelectLoopGlue::Pass {
+    ~Pass();
+    void release(std::size_t index);
+
+    SelectLoopGlue& loop;
+    const std::size_t first;
+    std::size_t next = first;
+};
+
 } // namespace Tavix
 
 #endif

@@ -70,11 +70,27 @@ void SelectLoopGlue::iterate()
     const int bits = _wait(read, write);
     if (bits <= 0)
         return;
-    const std::size_t first = _ready.size();
+    Pass pass{*this, _ready.size()};
     Ferrule::Guard<std::recursive_mutex> guard(_lock);
     _collectReady(read, write, bits);
-    _dispatch(first, _ready.size(), guard);
-    _ready.resize(first);
+    _dispatch(pass, guard);
+}
+
+// The end of a pass, also when a callback's exception leaves through it.
+SelectLoopGlue::Pass::~Pass()
+{
+    for (; next < loop._ready.size(); ++next)
+        release(next);
+    loop._ready.resize(first);
+}
+
+// Nested passes leave no readiness behind: the callback that they ran in may ask its source again.
+void SelectLoopGlue::Pass::release(std::size_t index)
+{
+    DescriptorInfo* info = loop._ready[index];
+    if (first > 0)
+        info->clearResults();
+    info->unref();
 }
 
 // Answers how many bits of sources are set in both sets.
@@ -146,26 +162,21 @@ void SelectLoopGlue::_collectReady(fd_set const& read, fd_set const& write, int 
     }
 }
 
-// Called with the lock held, returns without it. Nested passes leave no readiness behind: the callback that
-// they ran in may ask its source again.
-void SelectLoopGlue::_dispatch(std::size_t first, std::size_t end,
-                               Ferrule::Guard<std::recursive_mutex>& guard)
+// Called with the lock held, returns without it.
+void SelectLoopGlue::_dispatch(Pass& pass, Ferrule::Guard<std::recursive_mutex>& guard)
 {
-    const unsigned pass = _passes;
-    const bool nested = first > 0;
-    for (std::size_t i = first; i < end; ++i) {
-        DescriptorInfo* info = _ready[i];
+    const unsigned passes = _passes;
+    for (const std::size_t end = _ready.size(); pass.next < end; ++pass.next) {
+        DescriptorInfo* info = _ready[pass.next];
         guard.lock();
-        if (_passes != pass && info->callback)
+        if (_passes != passes && info->callback)
             _retest(*info);
         const SourceCallback callback = info->flags.load() & kResults ? info->callback : nullptr;
         void* const context = info->context;
         guard.unlock();
         if (callback)
             callback(info->source(), context);
-        if (nested)
-            info->clearResults();
-        info->unref();
+        pass.release(pass.next);
     }
 }
 
