@@ -24,6 +24,7 @@
 #include <tavix/TableDrivenTavix.h>
 #include <tavix/TavixBus.h>
 #include <tavix/TavixProxy.h>
+#include <tavix/TavixTemplate.h>
 #include <tavix/elements/BinaryElem.h>
 #include <tavix/elements/BooleanElem.h>
 #include <tavix/elements/DoubleElem.h>
