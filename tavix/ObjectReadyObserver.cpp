@@ -52,7 +52,7 @@ RemoteProxyResult ObjectReadyObserver::start(TavixProxy* proxy, std::string objN
     ref(); // one for this function, one for the subscription
     RemoteProxyResult result = proxy->addObserver(kBusObject, kAdded, this);
     if (result != PROXY_OK) {
-        cancel();
+        cancel(false);
         unref();
         return result;
     }
@@ -84,15 +84,15 @@ void ObjectReadyObserver::event(std::string, std::string, Element* data)
     if (!leaveArmed(kFired))
         return;
     _callback(_proxy, _userData);
-    _proxy->endObservation(kBusObject, kAdded, this);
+    _proxy->endObservation(kBusObject, kAdded, this, true);
     unref(); // the subscription's
 }
 
 // From here on the callback does not run any more. False when it is running or has run.
-bool ObjectReadyObserver::cancel()
+bool ObjectReadyObserver::cancel(bool tellTheBus)
 {
     if (leaveArmed(kCancelled)) {
-        _proxy->endObservation(kBusObject, kAdded, this);
+        _proxy->endObservation(kBusObject, kAdded, this, tellTheBus);
         unref();
         return true;
     }

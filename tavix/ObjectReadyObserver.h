@@ -39,7 +39,7 @@ private:
     ~ObjectReadyObserver() override;
     bool ref();
     void unref();
-    bool cancel();
+    bool cancel(bool tellTheBus);
     bool leaveArmed(State next);
     bool isIn(Element* list) const;
 

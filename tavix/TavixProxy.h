@@ -171,6 +171,10 @@ public:
     RemoteProxyResult setProxyResult(int code) const;
 
 protected:
+    // The loop has come to its end: closes the connection for its peer, and ends everything that waits for an
+    // answer or an object as a broken connection would. isConnected still answers true.
+    void endTraffic();
+
     // Sent as the "identity" of every call. Set it before the first call.
     std::string _identity;
 
@@ -197,6 +201,8 @@ private:
     void reportRefusal(CoreRequest const& core, MapElem const* map);
     ResponseData* serveBackChannel(MapElem* message, int clientId);
     void connectionBroken(std::shared_ptr<ProxyLink> const& link);
+    void completeRequests(unsigned linkId);
+    bool decodesPlainly() const;
 
     std::shared_ptr<ProxyLink> currentLink() const;
     CoreRequest* sendRequest(RequestData& requestData, CoreRequest* core, RemoteProxyResult& result);
@@ -207,7 +213,7 @@ private:
     void dispatchMethodCall(ResponseData* data);
     bool dispatchPlainEvent(Message const& message, std::shared_ptr<void const> const& owner);
     RemoteProxyResult endObservation(std::string const& objName, std::string const& event,
-                                     ObjectEventObserver* observer);
+                                     ObjectEventObserver* observer, bool tellTheBus);
     RemoteProxyResult sendSubscription(EESMessageType type, std::string const& objName,
                                        std::string const& event);
     void endWaitsForObjects();

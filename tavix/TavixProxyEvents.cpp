@@ -15,7 +15,6 @@
 #include "tavix/foundation/SingleThreaded.h"
 
 #include <algorithm>
-#include <typeinfo>
 #include <utility>
 
 namespace Tavix {
@@ -121,12 +120,12 @@ RemoteProxyResult TavixProxy::removeObserver(std::string objName, std::string ev
 {
     if (!isConnected())
         return PROXY_CONNECTION_ERROR;
-    return endObservation(objName, event, observer);
+    return endObservation(objName, event, observer, true);
 }
 
 // The record goes, whatever becomes of the message to the bus.
 RemoteProxyResult TavixProxy::endObservation(std::string const& objName, std::string const& event,
-                                             ObjectEventObserver* observer)
+                                             ObjectEventObserver* observer, bool tellTheBus)
 {
     RemoteProxyResult result = PROXY_OK;
     EventObserverInfo* info;
@@ -148,6 +147,7 @@ RemoteProxyResult TavixProxy::endObservation(std::string const& objName, std::st
             if (last)
                 _private->eventObservers.erase(entry);
         }
+        last = last && tellTheBus;
         if (last)
             result = sendSubscription(RemoveObserver, objName, event);
     }
@@ -199,7 +199,7 @@ void TavixProxy::dispatchEvent(ResponseData* data)
 // observes it.
 bool TavixProxy::dispatchPlainEvent(Message const& message, std::shared_ptr<void const> const& owner)
 {
-    if (message.data[kOffsetMessageType] != Event || typeid(*this) != typeid(TavixProxy))
+    if (message.data[kOffsetMessageType] != Event || !decodesPlainly())
         return false;
     unsigned char const* const block = message.data + kSizeFieldLength;
     const unsigned length = message.size - kSizeFieldLength;
@@ -254,7 +254,7 @@ RemoteProxyResult TavixProxy::waitForObject(std::string objName)
     }
     if (waiting.broken)
         ++posts;
-    if (!observer->cancel())
+    if (!observer->cancel(!waiting.broken))
         ++posts;
     else if (result == PROXY_OK)
         result = PROXY_CONNECTION_ERROR;

@@ -205,12 +205,30 @@ void TavixProxy::connectionBroken(std::shared_ptr<ProxyLink> const& link)
     }
     // The descriptor closes with the last holder of the link; the peer hears of it now.
     link->connection.shutdownSocket();
+    completeRequests(link->id);
+    endWaitsForObjects();
+    // Last, because it wakes the loop: the thread in there may be the one that waits for such a request.
+    _pollLoopIf->removeSource(source);
+    _pollLoopIf->deleteSource(source);
+}
 
+// A request that is sent behind this finds the socket shut.
+void TavixProxy::endTraffic()
+{
+    if (std::shared_ptr<ProxyLink> link = currentLink()) {
+        link->connection.shutdownSocket();
+        completeRequests(link->id);
+    }
+    endWaitsForObjects();
+}
+
+void TavixProxy::completeRequests(unsigned linkId)
+{
     std::vector<std::pair<unsigned, std::unique_ptr<CoreRequest>>> ended;
     {
         Ferrule::Guard<std::mutex> guard(_private->requestLock);
         for (auto entry = _private->requests.begin(); entry != _private->requests.end();) {
-            if (entry->second->connectionId == link->id) {
+            if (entry->second->connectionId == linkId) {
                 ended.emplace_back(entry->first, entry->second);
                 entry = _private->requests.erase(entry);
             } else {
@@ -225,10 +243,6 @@ void TavixProxy::connectionBroken(std::shared_ptr<ProxyLink> const& link)
         responseData.requestId = request.first;
         request.second->setResponse(&responseData);
     }
-    endWaitsForObjects();
-    // Last, because it wakes the loop: the thread in there may be the one that waits for such a request.
-    _pollLoopIf->removeSource(source);
-    _pollLoopIf->deleteSource(source);
 }
 
 } // namespace Tavix

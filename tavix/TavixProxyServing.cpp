@@ -6,6 +6,7 @@
 #include "tavix/Message.h"
 #include "tavix/ProxyInternal.h"
 #include "tavix/TavixProxy.h"
+#include "tavix/TavixProxyThreaded.h"
 #include "tavix/elements/EESFormat.h"
 #include "tavix/elements/EESParser.h"
 #include "tavix/elements/ExceptionElem.h"
@@ -144,13 +145,18 @@ void TavixProxy::dispatchMethodCall(ResponseData* data)
     startMethodCall(SharedPtr<MethodCall>(new MethodCall(this, data)));
 }
 
+bool TavixProxy::decodesPlainly() const
+{
+    return typeid(*this) == typeid(TavixProxy) || typeid(*this) == typeid(TavixProxyThreaded);
+}
+
 // A call as encoders write it needs no tree of its routing fields: only its parameters are decoded. False, with
 // nothing done, for every other message, and in a proxy of a derived class, whose dispatchEvent may look at the
 // whole message.
 bool TavixProxy::dispatchPlainCall(Message const& message, unsigned clientId, unsigned connectionId,
                                    std::shared_ptr<void const> const& owner)
 {
-    if (message.data[kOffsetMessageType] != CallMethod || typeid(*this) != typeid(TavixProxy))
+    if (message.data[kOffsetMessageType] != CallMethod || !decodesPlainly())
         return false;
     unsigned char const* const block = message.data + kSizeFieldLength;
     const unsigned length = message.size - kSizeFieldLength;

@@ -25,6 +25,7 @@
 #include <tavix/TavixBus.h>
 #include <tavix/TavixProxy.h>
 #include <tavix/TavixTemplate.h>
+#include <tavix/TavixProxyThreaded.h>
 #include <tavix/elements/BinaryElem.h>
 #include <tavix/elements/BooleanElem.h>
 #include <tavix/elements/DoubleElem.h>

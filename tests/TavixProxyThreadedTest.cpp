@@ -1,0 +1,169 @@
+// A proxy with a thread of its own, against the bus that another one hosts.
+#include "tavix/TavixProxyThreaded.h"
+
+#include "support/TempDir.h"
+#include "support/TestBus.h"
+#include "tavix/ObjectEventObserver.h"
+#include "tavix/elements/IntegerElem.h"
+#include "tavix/elements/StringElem.h"
+
+#include <atomic>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <thread>
+
+using namespace Tavix;
+
+namespace {
+
+class TavixProxyThreadedTest : public testing::Test {
+protected:
+    TavixProxyThreadedTest()
+    {
+        setenv("QZV_RUNTIME_DIR", directory.path().c_str(), 1);
+        host->startServer();
+        host->startServer(); // there is one
+        EXPECT_TRUE(host->connect(nullptr, 0));
+        EXPECT_TRUE(client.connect(nullptr, 0));
+        EXPECT_EQ(PROXY_OK, host->addSharedObject("echo", &echo));
+        EXPECT_EQ(PROXY_OK, client.waitForObject("echo"));
+    }
+    ~TavixProxyThreadedTest() override { unsetenv("QZV_RUNTIME_DIR"); }
+
+    static std::string call(TavixProxy& proxy, char const* method, Element* params = nullptr)
+    {
+        std::unique_ptr<Element> owned(params);
+        RemoteProxyResult result = PROXY_EXCEPTION;
+        std::unique_ptr<Element> value(proxy.callMethod("echo", method, params, result));
+        return std::to_string(result) + " " + (value ? describe(value.get()) : "nothing");
+    }
+
+    TempDir directory;
+    Service echo{[this](std::string const& method, Element* params) -> Element* {
+        if (method == "nested") // through the bus, and back to this thread
+            return host->callMethod("echo", "inner", params, nestedResult);
+        if (method == "nested never")
+            return host->callMethod("slow", "never", params, nestedResult);
+        if (method == "thread") {
+            char name[16] = {};
+            prctl(PR_GET_NAME, name);
+            return new StringElem(name);
+        }
+        if (method == "stop") {
+            host->killMainLoop();
+            stopped.post();
+        }
+        return params->clone();
+    }};
+    RemoteProxyResult nestedResult = PROXY_OK;
+    Ferrule::Semaphore stopped{0};
+    std::unique_ptr<TavixProxyThreaded> host{new TavixProxyThreaded};
+    TavixProxyThreaded client;
+};
+
+TEST_F(TavixProxyThreadedTest, callsBlockTheirCallerOnlyAndHandlersMayCall)
+{
+    EXPECT_EQ("0 7", call(client, "any", new IntegerElem(7)));
+    EXPECT_EQ("0 7", call(*host, "nested", new IntegerElem(7)));
+    EXPECT_EQ("0 \"tavix_tests.rpt\"", call(client, "thread"));
+    EXPECT_EQ("10 !-1 Unknown method", [&] {
+        Service none{Service::Answer()};
+        host->addSharedObject("none", &none);
+        client.waitForObject("none");
+        RemoteProxyResult result;
+        std::unique_ptr<Element> value(client.callMethod("none", "any", nullptr, result));
+        host->removeSharedObject("none");
+        return std::to_string(result) + " " + describe(value.get());
+    }());
+}
+
+TEST_F(TavixProxyThreadedTest, aRequestBehindTheEndIsRefusedWithALine)
+{
+    client.killMainLoop();
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(PROXY_CONNECTION_ERROR, client.sendEvent("echo", "any", nullptr));
+    EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::HasSubstr("when its thread is not running"));
+}
+
+TEST_F(TavixProxyThreadedTest, theEndReleasesEverybodyWhoWaits)
+{
+    Service::Invocation kept;
+    Ferrule::Semaphore taken{0};
+    Service slow([&](Service::Invocation call) {
+        kept = call;
+        taken.post();
+        return true;
+    });
+    client.addSharedObject("slow", &slow);
+    EXPECT_EQ(PROXY_OK, host->waitForObject("slow"));
+    std::vector<std::thread> waiting;
+    waiting.emplace_back([&] {
+        RemoteProxyResult result;
+        std::unique_ptr<Element> value(host->callMethod("slow", "never", nullptr, result));
+        EXPECT_EQ(PROXY_CONNECTION_ERROR, result);
+    });
+    taken.wait();
+    waiting.emplace_back([&] { EXPECT_EQ(PROXY_CONNECTION_ERROR, host->waitForObject("nobody")); });
+    waiting.emplace_back([&] { EXPECT_EQ("2 !2 Connection broken", call(client, "nested never")); });
+    taken.wait(); // the host's own thread waits in a handler now
+    host->killMainLoop();
+    host->killMainLoop();
+    host->stopServer(); // the client hears of the end of the bus
+    for (std::thread& thread : waiting)
+        thread.join();
+    EXPECT_EQ(PROXY_CONNECTION_ERROR, nestedResult);
+}
+
+TEST_F(TavixProxyThreadedTest, aHandlerMayEndItsOwnThread)
+{
+    std::thread caller([&] { EXPECT_EQ("2 !2 Connection broken", call(client, "stop")); });
+    stopped.wait();
+    host.reset(); // with the bus
+    caller.join();
+    EXPECT_THAT(call(client, "any"), testing::StartsWith("2 "));
+}
+
+// Callers, owners and observers on eight threads while the bus comes and goes on one more.
+TEST_F(TavixProxyThreadedTest, everythingAtOnceWhileTheBusComesAndGoes)
+{
+    struct Counting : ObjectEventObserver {
+        void event(std::string, std::string, Element*) override { ++events; }
+        std::atomic<int> events{0};
+    };
+    std::atomic<bool> stopping{false};
+    std::atomic<int> answered{0};
+    auto work = [&](int number) {
+        TavixProxyThreaded own;
+        TavixProxyThreaded& proxy = number % 2 ? own : client;
+        while (!stopping) {
+            proxy.connect(nullptr, 0);
+            Counting observer;
+            proxy.addObserver("echo", "tick", &observer);
+            StringElem data("x");
+            for (int i = 0; i < 20; ++i) {
+                proxy.sendEvent("echo", "tick", &data);
+                answered += call(proxy, "any", new IntegerElem(i)) == "0 " + std::to_string(i);
+            }
+            while (proxy.removeObserver("echo", "tick", &observer) == PROXY_CONNECTION_ERROR)
+                proxy.connect(nullptr, 0);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back(work, i);
+    for (int round = 0; round < 3; ++round) {
+        const int before = answered;
+        while (answered < before + 200)
+            std::this_thread::yield();
+        host->stopServer();
+        host->startServer();
+        while (!host->isConnected() || host->addSharedObject("echo", &echo) != PROXY_OK)
+            host->connect(nullptr, 0);
+    }
+    stopping = true;
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+} // namespace
