@@ -50,10 +50,10 @@ RemoteProxyResult ObjectReadyObserver::start(TavixProxy* proxy, std::string objN
         proxy->_private->readyObservers.insert(this);
     }
     ref(); // one for this function, one for the subscription
+    const Release own{this};
     RemoteProxyResult result = proxy->addObserver(kBusObject, kAdded, this);
     if (result != PROXY_OK) {
         cancel(false);
-        unref();
         return result;
     }
     NullElem nothing;
@@ -62,7 +62,6 @@ RemoteProxyResult ObjectReadyObserver::start(TavixProxy* proxy, std::string objN
         StringElem name(_objName);
         event(_objName, kAdded, &name);
     }
-    unref();
     return result;
 }
 
@@ -83,9 +82,13 @@ void ObjectReadyObserver::event(std::string, std::string, Element* data)
         return;
     if (!leaveArmed(kFired))
         return;
-    _callback(_proxy, _userData);
-    _proxy->endObservation(kBusObject, kAdded, this, true);
-    unref(); // the subscription's
+    const Release subscription{this};
+    struct End {
+        ~End() { observer->_proxy->endObservation(kBusObject, kAdded, observer, true); }
+        ObjectReadyObserver* observer;
+    } end{this};
+    if (_callback)
+        _callback(_proxy, _userData);
 }
 
 // From here on the callback does not run any more. False when it is running or has run.

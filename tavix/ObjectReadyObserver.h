@@ -11,6 +11,7 @@
 namespace Tavix {
 
 class TavixProxy;
+struct ProxyPrivate;
 
 // Tells once that an object of a name exists, whether that is so already or comes later; an object that the
 // bus would start on demand counts as there. It lives on the heap and destroys itself, after its callback
@@ -33,6 +34,13 @@ public:
 
 private:
     friend class TavixProxy;
+    friend struct ProxyPrivate;
+
+    // Gives a reference back.
+    struct Release {
+        ~Release() { observer->unref(); }
+        ObjectReadyObserver* observer;
+    };
 
     enum State { kArmed, kFired, kCancelled };
 

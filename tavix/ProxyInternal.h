@@ -83,21 +83,23 @@ struct ProxyPrivate {
         unsigned linkId = 0; // of the connection on which the bus was asked for the pair last
     };
 
-    // One waitForObject under way.
+    // One waitForObject under way. Its observer and the end of the connection may both end it, at once too.
     struct ObjectWait {
-        ObjectWait() { sem_init(&semaphore, 0, 0); }
+        explicit ObjectWait(ProxyPrivate& waited);
         ObjectWait(ObjectWait const&) = delete;
         ObjectWait& operator=(ObjectWait const&) = delete;
-        ~ObjectWait() { sem_destroy(&semaphore); }
+        ~ObjectWait();
+        RemoteProxyResult start(TavixProxy* starter, std::string objName);
+        bool end();
 
-        void take()
-        {
-            while (sem_wait(&semaphore) != 0) {
-            }
-        }
-
-        sem_t semaphore;
+        ProxyPrivate& proxy;
+        ObjectReadyObserver* const observer; // one reference
+        sem_t wake;
+        sem_t called; // behind it the callback is done with this object
+        bool ended = false;
+        bool arrived = false;
         bool broken = false; // guarded by tableLock
+        unsigned linkId;     // of the connection when it began, 0 without one
         std::list<ObjectWait*>::iterator place;
     };
 

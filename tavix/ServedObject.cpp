@@ -22,11 +22,12 @@ RemoteProxyResult startSharing(TavixProxy*& proxy, TavixProxy* onProxy, std::str
     return result;
 }
 
-RemoteProxyResult stopSharing(TavixProxy*& proxy, std::string const& name)
+RemoteProxyResult stopSharing(TavixProxy*& proxy, std::string const& name, SharedObjectObserver const* object)
 {
     if (!proxy)
         return PROXY_OBJECT_NOT_FOUND;
-    RemoteProxyResult result = proxy->removeSharedObject(name);
+    const bool replaced = proxy->isConnected() && proxy->isServedByAnother(name, object);
+    RemoteProxyResult result = replaced ? PROXY_OK : proxy->removeSharedObject(name);
     if (result == PROXY_OK)
         proxy = nullptr;
     return result;

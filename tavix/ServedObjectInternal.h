@@ -22,7 +22,8 @@ constexpr char kDescribeMethod[] = "generateInterfaceDescription";
 // `proxy` is the object's own: the proxy that it is shared on, null while it is not.
 RemoteProxyResult startSharing(TavixProxy*& proxy, TavixProxy* onProxy, std::string const& name,
                                SharedObjectObserver* object);
-RemoteProxyResult stopSharing(TavixProxy*& proxy, std::string const& name);
+RemoteProxyResult stopSharing(TavixProxy*& proxy, std::string const& name,
+                              SharedObjectObserver const* object);
 
 // A new tree {"methods": {...}}: what addMethods adds to the inner map, and the method of both. Null when
 // memory runs out.

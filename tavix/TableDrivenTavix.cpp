@@ -33,7 +33,7 @@ RemoteProxyResult TableDrivenTavix::startShare(TavixProxy* onProxy)
 
 RemoteProxyResult TableDrivenTavix::stopShare()
 {
-    return stopSharing(proxy, name);
+    return stopSharing(proxy, name, this);
 }
 
 Element* TableDrivenTavix::generateInterfaceDescription()

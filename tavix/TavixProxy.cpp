@@ -26,10 +26,23 @@ namespace Tavix {
 
 namespace {
 
+// One reference is the waiting caller's and one the callback's: an exception of a handler that runs in the wait
+// takes the caller away before the answer comes.
 struct SyncCallState {
     Ferrule::Semaphore sem{0};
     std::unique_ptr<MapElem> map;
+    Ferrule::AtomicCounter references{2};
 };
+
+struct ReleaseCallState {
+    void operator()(SyncCallState* state) const
+    {
+        if (--state->references == 0)
+            delete state;
+    }
+};
+
+using CallStateHolder = std::unique_ptr<SyncCallState, ReleaseCallState>;
 
 bool isSocketFile(char const* path)
 {
@@ -158,14 +171,16 @@ std::shared_ptr<ProxyLink> TavixProxy::currentLink() const
 Element* TavixProxy::callMethod(std::string objName, std::string method, Element* params,
                                 RemoteProxyResult& result)
 {
-    SyncCallState state;
-    result = callMethodAsync(std::move(objName), std::move(method), params, cm_callback, &state);
+    const CallStateHolder state(new SyncCallState);
+    CallStateHolder callbacks(state.get());
+    result = callMethodAsync(std::move(objName), std::move(method), params, cm_callback, state.get());
     if (result != PROXY_OK)
         return nullptr;
-    wait(state.sem);
+    callbacks.release(); // its own now
+    wait(state->sem);
 
     TvxResult removed;
-    Element* element = state.map->removeChild("result", removed);
+    Element* element = state->map->removeChild("result", removed);
     if (element->isException())
         result = setProxyResult(element->intValue());
     return element;
@@ -198,7 +213,7 @@ RemoteProxyResult TavixProxy::callMethodAsync(ResponseCallback callback, void* u
 
 void cm_callback(ResponseData const* r, void* state)
 {
-    SyncCallState* call = static_cast<SyncCallState*>(state);
+    const CallStateHolder call(static_cast<SyncCallState*>(state));
     // The response dies when this callback returns, and nobody looks at its tree behind it: taken, not
     // copied.
     call->map.reset(std::exchange(const_cast<ResponseData*>(r)->map, nullptr));

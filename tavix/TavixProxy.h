@@ -116,10 +116,10 @@ public:
     // says that it is on its way.
     virtual RemoteProxyResult sendEvent(std::string objName, std::string event, Element* data);
 
-    // Runs the callback once, when the bus has an object of this name or would start one on demand: before
-    // the return, or later from the loop. Makes a blocking call. After PROXY_CONNECTION_ERROR of the
-    // subscription the callback never runs; when only the bus's list of objects could not be had, it still
-    // may. It cannot be cancelled; it ends with the proxy.
+    // Runs the callback (which may be null) once, when the bus has an object of this name or would start one
+    // on demand: before the return, or later from the loop. Makes a blocking call. It cannot be cancelled, and
+    // after a failure the callback may still run, when only the bus's list of objects could not be had: what
+    // userData points to is lent until the callback has run or the proxy has gone.
     virtual RemoteProxyResult onObjectAdded(std::string objName, void (*callback)(TavixProxy*, void*),
                                             void* userData);
 
@@ -150,15 +150,17 @@ public:
 
     // Subscribes to an event of an object, which needs not exist. Lends observer until removeObserver has
     // returned. PROXY_OK says that the request was sent. PROXY_OBSERVER_ALREADY_EXISTS when this observer
-    // has the pair already. Object and event are told apart by their joined text only: "ab", "c" and
+    // has the pair already; after PROXY_CONNECTION_ERROR it is not listed. Object and event are told apart by their joined text only: "ab", "c" and
     // "a", "bc" are one subscription.
     //
     // A subscription belongs to its connection. After another connect remove the observer and add it anew.
     RemoteProxyResult addObserver(std::string objName, std::string event, ObjectEventObserver* observer);
 
     // Ends a subscription. Once it has returned the observer is not called again: it waits for a call that is
-    // under way on another thread. From inside the observer's own call it returns at once.
-    // PROXY_OBSERVER_NOT_FOUND for a pair that nobody observes here.
+    // under way on another thread. From inside the observer's own call it returns at once; the call goes on,
+    // so an observer that removes itself must not be deleted elsewhere before that call has ended.
+    // PROXY_OBSERVER_NOT_FOUND for a pair that nobody observes here. PROXY_CONNECTION_ERROR: not connected,
+    // and the observer stays; or the connection broke meanwhile, and it has gone.
     RemoteProxyResult removeObserver(std::string objName, std::string event, ObjectEventObserver* observer);
 
     // Sends the response to a call. Lends result. Dropped without a word when the connection has gone; a
@@ -183,9 +185,13 @@ private:
     friend class ObjectReadyObserver;
     friend class TableDrivenTavix;
     friend class TavixTemplate;
+    friend RemoteProxyResult stopSharing(TavixProxy*& proxy, std::string const& name,
+                                         SharedObjectObserver const* object);
 
     // For a served object that goes while nothing can be told to the bus.
     void forgetObserver(std::string const& objName, SharedObjectObserver* observer);
+    // For one whose name another object took on a later connection, or had first.
+    bool isServedByAnother(std::string const& objName, SharedObjectObserver const* observer) const;
 
     bool adopt(int fd);
     bool install(std::shared_ptr<ProxyLink> const& link);
@@ -216,7 +222,9 @@ private:
                                      ObjectEventObserver* observer, bool tellTheBus);
     RemoteProxyResult sendSubscription(EESMessageType type, std::string const& objName,
                                        std::string const& event);
-    void endWaitsForObjects();
+    EventObserverInfo* takeOutObserver(std::string const& key, ObjectEventObserver const* observer,
+                                       bool& last);
+    void endWaitsForObjects(unsigned linkId);
     void deleteObservers();
     void startMethodCall(SharedPtr<MethodCall> const& call);
     void runMethodCall(SharedPtr<MethodCall> const& call);

@@ -59,6 +59,12 @@ private:
     std::vector<TavixProxy::EventObserverInfo*> _observers;
 };
 
+// A record that has been taken out of the table: it is retired behind every lock.
+struct Retire {
+    void operator()(TavixProxy::EventObserverInfo* info) const { info->retire(); }
+};
+using RetiredObserver = std::unique_ptr<TavixProxy::EventObserverInfo, Retire>;
+
 std::string textOf(MapElem const* map, char const* key)
 {
     Element* child = map->find(key);
@@ -95,6 +101,7 @@ RemoteProxyResult TavixProxy::addObserver(std::string objName, std::string event
 {
     if (!isConnected())
         return PROXY_CONNECTION_ERROR;
+    RetiredObserver unlisted;
     RemoteProxyResult result;
     {
         std::lock_guard<std::mutex> order(_private->subscriptionLock);
@@ -103,13 +110,17 @@ RemoteProxyResult TavixProxy::addObserver(std::string objName, std::string event
             ProxyPrivate::Subscription& subscription = _private->eventObservers[objName + event];
             if (subscription.find(observer) != subscription.observers.end())
                 return PROXY_OBSERVER_ALREADY_EXISTS;
+            const bool first = subscription.observers.empty();
             subscription.observers.push_back(new EventObserverInfo(observer));
             const unsigned linkId = _private->linkId;
             // On another connection than the last time the bus knows nothing of it.
-            if (std::exchange(subscription.linkId, linkId) == linkId)
+            if (std::exchange(subscription.linkId, linkId) == linkId && !first)
                 return PROXY_OK;
         }
         result = sendSubscription(AddObserver, objName, event);
+        bool last;
+        if (result == PROXY_CONNECTION_ERROR) // it never was connected, as far as the caller can tell
+            unlisted.reset(takeOutObserver(objName + event, observer, last));
     }
     sourceWrite();
     return result;
@@ -127,44 +138,54 @@ RemoteProxyResult TavixProxy::removeObserver(std::string objName, std::string ev
 RemoteProxyResult TavixProxy::endObservation(std::string const& objName, std::string const& event,
                                              ObjectEventObserver* observer, bool tellTheBus)
 {
+    RetiredObserver info;
     RemoteProxyResult result = PROXY_OK;
-    EventObserverInfo* info;
-    bool last;
+    bool last = false;
     {
         std::lock_guard<std::mutex> order(_private->subscriptionLock);
         {
             Ferrule::Guard<std::mutex> guard(_private->tableLock);
-            auto entry = _private->eventObservers.find(objName + event);
-            if (entry == _private->eventObservers.end())
+            if (_private->eventObservers.count(objName + event) == 0)
                 return PROXY_OBSERVER_NOT_FOUND;
-            ProxyPrivate::Subscription& subscription = entry->second;
-            auto place = subscription.find(observer);
-            if (place == subscription.observers.end())
-                return PROXY_OK;
-            info = *place;
-            subscription.observers.erase(place);
-            last = subscription.observers.empty();
-            if (last)
-                _private->eventObservers.erase(entry);
         }
-        last = last && tellTheBus;
-        if (last)
+        info.reset(takeOutObserver(objName + event, observer, last));
+        if (last && tellTheBus)
             result = sendSubscription(RemoveObserver, objName, event);
     }
-    if (last)
+    if (last && tellTheBus)
         sourceWrite();
-    info->retire();
     return result;
+}
+
+// Null when the observer is not listed. `last` when it was the pair's last one.
+TavixProxy::EventObserverInfo* TavixProxy::takeOutObserver(std::string const& key,
+                                                           ObjectEventObserver const* observer, bool& last)
+{
+    Ferrule::Guard<std::mutex> guard(_private->tableLock);
+    auto entry = _private->eventObservers.find(key);
+    ProxyPrivate::Subscription& subscription = entry->second;
+    auto place = subscription.find(observer);
+    if (place == subscription.observers.end())
+        return nullptr;
+    EventObserverInfo* info = *place;
+    subscription.observers.erase(place);
+    last = subscription.observers.empty();
+    if (last)
+        _private->eventObservers.erase(entry);
+    return info;
 }
 
 // Queues the message only; under subscriptionLock.
 RemoteProxyResult TavixProxy::sendSubscription(EESMessageType type, std::string const& objName,
                                                std::string const& event)
 {
+    struct Queueing {
+        explicit Queueing(std::atomic<pthread_t>& place) : thread(place) { thread = pthread_self(); }
+        ~Queueing() { thread = 0; }
+        std::atomic<pthread_t>& thread;
+    } queueing(_private->queueingThread);
     RemoteProxyResult result = PROXY_OK;
-    _private->queueingThread = pthread_self();
     formatAndSendRequest(type, objName, event, nullptr, true, result, nullptr, nullptr);
-    _private->queueingThread = 0;
     return result;
 }
 
@@ -230,46 +251,68 @@ RemoteProxyResult TavixProxy::onObjectAdded(std::string objName, void (*callback
     return (new ObjectReadyObserver)->start(this, std::move(objName), callback, userData);
 }
 
-// Two may end the wait, the callback and the end of the connection, and both at once. The semaphore goes only
-// when every post to it that began has been taken.
 RemoteProxyResult TavixProxy::waitForObject(std::string objName)
 {
-    ProxyPrivate::ObjectWait waiting;
-    {
-        Ferrule::Guard<std::mutex> guard(_private->tableLock);
-        waiting.place = _private->objectWaits.insert(_private->objectWaits.end(), &waiting);
-    }
-    ObjectReadyObserver* observer = new ObjectReadyObserver;
-    observer->ref();
-    auto arrived = [](TavixProxy*, void* semaphore) { sem_post(static_cast<sem_t*>(semaphore)); };
-    RemoteProxyResult result = observer->start(this, std::move(objName), arrived, &waiting.semaphore);
-    int posts = 0;
-    if (result == PROXY_OK) {
-        wait(&waiting.semaphore);
-        posts = -1;
-    }
-    {
-        Ferrule::Guard<std::mutex> guard(_private->tableLock);
-        _private->objectWaits.erase(waiting.place);
-    }
-    if (waiting.broken)
-        ++posts;
-    if (!observer->cancel(!waiting.broken))
-        ++posts;
-    else if (result == PROXY_OK)
-        result = PROXY_CONNECTION_ERROR;
-    observer->unref();
-    for (; posts > 0; --posts)
-        waiting.take();
-    return result;
+    ProxyPrivate::ObjectWait waiting(*_private);
+    const RemoteProxyResult result = waiting.start(this, std::move(objName));
+    if (result != PROXY_OK)
+        return result;
+    wait(&waiting.wake);
+    return waiting.end() ? PROXY_OK : PROXY_CONNECTION_ERROR;
 }
 
-void TavixProxy::endWaitsForObjects()
+ProxyPrivate::ObjectWait::ObjectWait(ProxyPrivate& waited) : proxy(waited), observer(new ObjectReadyObserver)
+{
+    sem_init(&wake, 0, 0);
+    sem_init(&called, 0, 0);
+    observer->ref();
+    Ferrule::Guard<std::mutex> guard(proxy.tableLock);
+    linkId = proxy.linkId;
+    place = proxy.objectWaits.insert(proxy.objectWaits.end(), this);
+}
+
+// An exception of a handler that ran meanwhile may be what ends the wait.
+ProxyPrivate::ObjectWait::~ObjectWait()
+{
+    end();
+    observer->unref();
+    sem_destroy(&wake);
+    sem_destroy(&called);
+}
+
+RemoteProxyResult ProxyPrivate::ObjectWait::start(TavixProxy* starter, std::string objName)
+{
+    auto callback = [](TavixProxy*, void* self) {
+        ObjectWait* waiting = static_cast<ObjectWait*>(self);
+        sem_post(&waiting->wake);
+        sem_post(&waiting->called);
+    };
+    return observer->start(starter, std::move(objName), callback, this);
+}
+
+// From here on nobody posts. Answers whether the object has come.
+bool ProxyPrivate::ObjectWait::end()
+{
+    if (!ended) {
+        {
+            Ferrule::Guard<std::mutex> guard(proxy.tableLock);
+            proxy.objectWaits.erase(place);
+        }
+        ended = true;
+        arrived = !observer->cancel(!broken);
+        while (arrived && sem_wait(&called) != 0) { // the callback may be at work on another thread
+        }
+    }
+    return arrived;
+}
+
+// Those of a later connection have begun behind this end.
+void TavixProxy::endWaitsForObjects(unsigned linkId)
 {
     Ferrule::Guard<std::mutex> guard(_private->tableLock);
     for (ProxyPrivate::ObjectWait* waiting : _private->objectWaits) {
-        if (!std::exchange(waiting->broken, true))
-            sem_post(&waiting->semaphore);
+        if (waiting->linkId <= linkId && !std::exchange(waiting->broken, true))
+            sem_post(&waiting->wake);
     }
 }
 

@@ -16,6 +16,8 @@
 #include "tavix/foundation/SingleThreaded.h"
 
 #include <cstdio>
+#include <cxxabi.h>
+#include <exception>
 #include <utility>
 #include <vector>
 
@@ -205,11 +207,18 @@ void TavixProxy::connectionBroken(std::shared_ptr<ProxyLink> const& link)
     }
     // The descriptor closes with the last holder of the link; the peer hears of it now.
     link->connection.shutdownSocket();
-    completeRequests(link->id);
-    endWaitsForObjects();
     // Last, because it wakes the loop: the thread in there may be the one that waits for such a request.
-    _pollLoopIf->removeSource(source);
-    _pollLoopIf->deleteSource(source);
+    struct Removal {
+        ~Removal()
+        {
+            loop.removeSource(source);
+            loop.deleteSource(source);
+        }
+        PollLoopIf& loop;
+        void** source;
+    } removal{*_pollLoopIf, source};
+    endWaitsForObjects(link->id);
+    completeRequests(link->id);
 }
 
 // A request that is sent behind this finds the socket shut.
@@ -217,9 +226,9 @@ void TavixProxy::endTraffic()
 {
     if (std::shared_ptr<ProxyLink> link = currentLink()) {
         link->connection.shutdownSocket();
+        endWaitsForObjects(link->id);
         completeRequests(link->id);
     }
-    endWaitsForObjects();
 }
 
 void TavixProxy::completeRequests(unsigned linkId)
@@ -236,13 +245,22 @@ void TavixProxy::completeRequests(unsigned linkId)
             }
         }
     }
+    std::exception_ptr thrown; // by a callback: the others have a right to their answers
     for (auto& request : ended) {
         MapElem* map = new MapElem;
         map->addChild("result", new ExceptionElem("Connection broken", PROXY_CONNECTION_ERROR));
         ResponseData responseData(map);
         responseData.requestId = request.first;
-        request.second->setResponse(&responseData);
+        try {
+            request.second->setResponse(&responseData);
+        } catch (abi::__forced_unwind&) { // the thread is being cancelled
+            throw;
+        } catch (...) {
+            thrown = std::current_exception();
+        }
     }
+    if (thrown)
+        std::rethrow_exception(thrown);
 }
 
 } // namespace Tavix

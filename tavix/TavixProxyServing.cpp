@@ -99,11 +99,16 @@ RemoteProxyResult TavixProxy::addSharedObject(std::string objName, SharedObjectO
     }
     RemoteProxyResult result = PROXY_OK;
     formatAndSendRequest(AddSharedObject, objName, "", nullptr, true, result, nullptr, nullptr);
-    if (result != PROXY_OK) {
-        Ferrule::Guard<std::mutex> guard(_private->tableLock);
-        _private->sharedObjects.erase(objName);
-    }
+    if (result != PROXY_OK)
+        forgetObserver(objName, observer);
     return result;
+}
+
+bool TavixProxy::isServedByAnother(std::string const& objName, SharedObjectObserver const* observer) const
+{
+    Ferrule::Guard<std::mutex> guard(_private->tableLock);
+    auto entry = _private->sharedObjects.find(objName);
+    return entry != _private->sharedObjects.end() && entry->second.observer != observer;
 }
 
 void TavixProxy::forgetObserver(std::string const& objName, SharedObjectObserver* observer)

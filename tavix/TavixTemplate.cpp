@@ -68,7 +68,7 @@ RemoteProxyResult TavixTemplate::startShare(TavixProxy* onProxy)
 
 RemoteProxyResult TavixTemplate::stopShare()
 {
-    return stopSharing(proxy, name);
+    return stopSharing(proxy, name, this);
 }
 
 Element* TavixTemplate::generateInterfaceDescription()

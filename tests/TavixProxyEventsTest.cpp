@@ -172,38 +172,70 @@ TEST_F(TavixProxyEvents, aRemovalWaitsForTheCallOnAnotherThread)
     EXPECT_THAT(deliver(), IsEmpty());
 }
 
-// Another thread adds an observer between the removal of the last one and its message.
+// A proxy that does something just before a message of one type is sent.
+struct Interrupted : TavixProxy {
+    using TavixProxy::TavixProxy;
+    CoreRequest* formatAndSendRequest(EESMessageType type, std::string const& objName,
+                                      std::string const& method, Element* params, bool wantsResponse,
+                                      RemoteProxyResult& result, ResponseCallback callback,
+                                      void* userData) override
+    {
+        if (type == before && act)
+            std::exchange(act, nullptr)();
+        return TavixProxy::formatAndSendRequest(type, objName, method, params, wantsResponse, result,
+                                                callback, userData);
+    }
+    EESMessageType before = AddObserver;
+    std::function<void()> act;
+};
+
 TEST_F(TavixProxyEvents, theBusHearsOfChangesInTheOrderOfTheTable)
 {
-    struct Slow : TavixProxy {
-        using TavixProxy::TavixProxy;
-        CoreRequest* formatAndSendRequest(EESMessageType type, std::string const& objName,
-                                          std::string const& method, Element* params, bool wantsResponse,
-                                          RemoteProxyResult& result, ResponseCallback callback,
-                                          void* userData) override
-        {
-            if (type == RemoveObserver)
-                inBetween();
-            return TavixProxy::formatAndSendRequest(type, objName, method, params, wantsResponse, result,
-                                                    callback, userData);
-        }
-        std::function<void()> inBetween;
-    };
-    Slow* slow = new Slow(loop);
-    proxy.reset(slow);
+    Interrupted* interrupted = new Interrupted(loop);
+    proxy.reset(interrupted);
     connect();
-    add(a);
+    // The connection breaks in between: the observer is not listed, and may go.
+    interrupted->act = [&] {
+        peer->close();
+        settle();
+    };
+    EXPECT_EQ(PROXY_CONNECTION_ERROR, add(a));
+    connect();
+    EXPECT_EQ(PROXY_OK, add(a));
+    EXPECT_EQ("addObserver 2 ab.c null", peer->hear());
+    // Another thread adds an observer between the removal of the last one and its message.
     std::thread other;
-    slow->inBetween = [&] {
+    interrupted->before = RemoveObserver;
+    interrupted->act = [&] {
         other = std::thread([&] { add(b); });
         for (int i = 0; i < 1000; ++i)
             std::this_thread::yield();
     };
     remove(a);
     other.join();
-    for (char const* request :
-         {"addObserver 1 ab.c null", "removeObserver 2 ab.c null", "addObserver 3 ab.c null"})
+    for (char const* request : {"removeObserver 3 ab.c null", "addObserver 4 ab.c null"})
         EXPECT_EQ(request, peer->hear());
+}
+
+// An observer throws while a call and a wait for an object run the loop: what is behind them comes too late.
+TEST_F(TavixProxyEvents, anExceptionInAWaitLeavesNobodyToAnswer)
+{
+    add(a);
+    RemoteProxyResult result;
+    for (int round = 0; round < 2; ++round) {
+        a.act = [] { throw std::string("thrown"); };
+        peer->send(makeRequest(Event, 0, "ab", "c"));
+        if (round == 0)
+            EXPECT_THROW(proxy->callMethod("clock", "now", nullptr, result), std::string);
+        else
+            EXPECT_THROW(proxy->waitForObject("clock"), std::string);
+    }
+    for (unsigned id = 1; id < 6; ++id)
+        peer->send(makeResponse(id, 0, new StringElem("late")));
+    peer->send(makeRequest(Event, 0, "tvx", "objectAdded", new StringElem("clock")));
+    settle();
+    peer.reset();
+    settle();
 }
 
 // Threads come and go with observers of one pair while events arrive; the bus hears of firsts and lasts in turn.

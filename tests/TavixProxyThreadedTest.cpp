@@ -105,7 +105,7 @@ TEST_F(TavixProxyThreadedTest, theEndReleasesEverybodyWhoWaits)
     });
     taken.wait();
     waiting.emplace_back([&] { EXPECT_EQ(PROXY_CONNECTION_ERROR, host->waitForObject("nobody")); });
-    waiting.emplace_back([&] { EXPECT_EQ("2 !2 Connection broken", call(client, "nested never")); });
+    waiting.emplace_back([&] { EXPECT_THAT(call(client, "nested never"), testing::StartsWith("2 !2 ")); });
     taken.wait(); // the host's own thread waits in a handler now
     host->killMainLoop();
     host->killMainLoop();
