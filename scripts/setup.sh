@@ -7,8 +7,8 @@ set -euo pipefail
 # What the build needs (g++ brings the C compiler), then what the tests and benchmarks need besides.
 packages=(
     cmake ninja-build g++ ccache pkgconf
-    libglib2.0-dev nlohmann-json3-dev libcli11-dev libsmartcols-dev libexpat1-dev
-    libgtest-dev libgmock-dev libbenchmark-dev
+    libglib2.0-dev nlohmann-json3-dev libcli11-dev libsmartcols-dev libexpat1-dev libsystemd-dev
+    libgtest-dev libgmock-dev libbenchmark-dev systemd
 )
 
 say() { printf 'setup: %s\n' "$*"; }

@@ -1,48 +1,43 @@
-// The broker as a program: options, the socket's path, the loop, and an end by signal.
+// The broker as a program: what its command line says.
 
-#include "common/BusAddress.h"
 #include "common/CommandLine.h"
-#include "tavix-bus/SocketClaim.h"
-#include "tavix-bus/StopSignals.h"
-
-#include <tavix/SelectLoopGlue.h>
-#include <tavix/SocketUtil.h>
-#include <tavix/TavixBus.h>
+#include "tavix-bus/Service.h"
+#include "tavix-bus/Session.h"
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <climits>
-#include <csignal>
-#include <cstdio>
-#include <cstring>
-#include <netinet/in.h>
+#include <fcntl.h>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
-enum ExitCode { kStopped = 0, kFailed = 1, kUsage = 2 };
-
-struct Options {
-    std::string loop = "select";
-    std::string address;
-    bool onTcp = false;
-    int tcpPort = 0; // 0: TAVX_TCPPORT, or 5010
-    int bufferSize = 0;
-};
-
 char const kFooter[] =
     R"(The default socket is "tavix-server-uds" in the directory that QZV_RUNTIME_DIR names,
-or in the current directory. SIGTERM and SIGINT end the broker and remove its socket.
+or in the current directory. A service manager may pass a Unix domain socket, a TCP
+socket or both in place of these (LISTEN_FDS), and is told when the broker is ready
+(NOTIFY_SOCKET). SIGTERM and SIGINT end the broker and remove the socket that it made;
+SIGHUP makes it read the activation directory again.
+
+With --run-session standard input and output are the command's alone: what the bus and
+the services that it starts print goes to standard error. SIGTERM and SIGINT go to the
+command, and the bus ends when it does. What else still runs then loses its connection
+and is left alone.
 
 Exit codes:
-  0  ended by SIGTERM or SIGINT
-  1  cannot serve: standard error names the path or port and the reason
-  2  wrong usage
+  0    ended by SIGTERM or SIGINT
+  1    cannot serve: standard error names the path or port and the reason
+  2    wrong usage
+and with --run-session that of the command, 128 and the number when a signal ended it, or
+  125  there is no session: standard error tells why
+  126  the command cannot be run
+  127  there is no such command
 
 Examples:
   tavix-bus
   QZV_RUNTIME_DIR=/run/machine tavix-bus --tcp 5010
-  tavix-bus --address ./test.socket)";
+  tavix-bus --address ./test.socket
+  tavix-bus --run-session --activation-dir ./activation -- ./run-tests --all)";
 
 void describe(CLI::App& app, Options& options)
 {
@@ -64,76 +59,45 @@ void describe(CLI::App& app, Options& options)
                    "client's socket; the system's default when absent")
         ->check(CLI::Range(1, INT_MAX).description(""))
         ->type_name("BYTES");
+    app.add_option("--activation-dir", options.activationDir,
+                   "Directory of the files that say which programs and\n"
+                   "services provide objects, and are started when these\n"
+                   "are called; TVX_ACTIVATION_CONFIG_DIR when absent")
+        ->type_name("DIR");
+    app.add_flag("--run-session", options.runSession,
+                 "Serve on a bus of its own in a temporary directory for\n"
+                 "as long as COMMAND runs, with QZV_RUNTIME_DIR set")
+        ->excludes("--address", "--tcp");
+    app.add_option("COMMAND", options.command, "The command of a session, and its arguments, behind --")
+        ->type_name(" ");
     app.footer(kFooter);
 }
 
-int fail(std::string const& error)
+// Throws for what the options of a session do not go with.
+void checkCommand(Options const& options)
 {
-    std::fprintf(stderr, "tavix-bus: %s\n", error.c_str());
-    return kFailed;
+    if (!options.runSession && !options.command.empty())
+        throw CLI::ExtrasError(options.command);
+    if (options.runSession && options.command.empty())
+        throw CLI::RequiredError("--run-session: a COMMAND");
 }
 
-int portOf(int fd)
+// A standard descriptor that is closed would be the next socket's, and be printed to.
+void openStandardDescriptors()
 {
-    sockaddr_storage address{};
-    socklen_t length = sizeof address;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-    // The port stands at the same place in both kinds of address.
-    return ntohs(reinterpret_cast<sockaddr_in*>(&address)->sin_port);
-}
-
-// fd is -1 when TCP was not asked for. False with an error in words.
-bool openTcp(Options const& options, int& fd, std::string& error)
-{
-    fd = -1;
-    if (!options.onTcp)
-        return true;
-    fd = startTCPServer(options.tcpPort);
+    int fd;
+    do {
+        fd = open("/dev/null", O_RDWR);
+    } while (fd >= 0 && fd <= STDERR_FILENO);
     if (fd >= 0)
-        return setCloseOnExec(fd) == 0;
-    error = "cannot listen on ";
-    error += options.tcpPort ? "TCP port " + std::to_string(options.tcpPort) : "the default TCP port";
-    error += std::string(": ") + std::strerror(errno);
-    return false;
-}
-
-void announce(std::string const& path, int tcpFd)
-{
-    std::printf("tavix-bus: serving at %s", path.c_str());
-    if (tcpFd >= 0)
-        std::printf(" and on TCP port %d", portOf(tcpFd));
-    std::printf("\n");
-}
-
-int serve(Options const& options, std::string const& path)
-{
-    std::string error;
-    SocketClaim claim(path);
-    if (!claim.lock(error))
-        return fail(error);
-    StopSignals signals; // before the socket file is there to be left behind
-    int listener = claim.open(error);
-    int tcpListener = -1;
-    if (listener < 0 || !openTcp(options, tcpListener, error))
-        return fail(error);
-
-    SharedPtr<Tavix::PollLoopIf> loop(Tavix::select_loop_glue_new());
-    if (!loop.get() || !signals.watch(loop))
-        return fail("no memory or descriptor left to start with");
-    Tavix::TavixBus bus(loop, options.bufferSize, listener, tcpListener);
-    if (!bus.isServing())
-        return fail("cannot watch the socket " + path);
-    announce(path, tcpListener);
-    while (!signals.received())
-        loop->iterate();
-    claim.withdraw();
-    return kStopped;
+        close(fd);
 }
 
 } // namespace
 
 int main(int argc, char** argv) // NOLINT(bugprone-exception-escape): without memory it ends
 {
+    openStandardDescriptors();
     Options options;
     CLI::App app("The Tavix broker: joins the services of this machine that publish objects and call them.",
                  "tavix-bus");
@@ -141,15 +105,9 @@ int main(int argc, char** argv) // NOLINT(bugprone-exception-escape): without me
     try {
         app.parse(argc, argv);
         options.onTcp = app.count("--tcp") > 0;
+        checkCommand(options);
     } catch (CLI::ParseError const& e) {
         return finishParse(app, e, kUsage);
     }
-
-    std::signal(SIGPIPE, SIG_IGN);
-    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ); // each line reaches a log when it is written
-    std::string path = options.address;
-    std::string error;
-    if (path.empty() && !findDefaultSocket(path, error))
-        return fail(error);
-    return serve(options, path);
+    return options.runSession ? runSession(options) : runService(options);
 }

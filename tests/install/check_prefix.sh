@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Looks at an installed tree as a user does who has nothing but that tree, a compiler and pkg-config.
-#   check_prefix.sh headers|programs|symbols PREFIX
+#   check_prefix.sh headers|programs|symbols|units PREFIX
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 check=$1
@@ -72,6 +72,15 @@ symbols() {
         return 1
     fi
     readelf -d "$library" | grep -q 'SONAME.*\[libtavix\.so\.1\]'
+}
+
+# The units are as systemd wants them; they name the program where it was configured to be installed.
+units() {
+    command -v systemd-analyze >/dev/null || { echo "systemd-analyze is missing: nothing is checked"; return 0; }
+    cp "$prefix"/lib/systemd/system/tavix-bus.* "$work"
+    sed -i "s,^ExecStart=.*/bin/tavix-bus,ExecStart=$prefix/bin/tavix-bus," "$work"/tavix-bus.service
+    systemd-analyze verify --recursive-errors=no "$work"/tavix-bus.service "$work"/tavix-bus.socket 2>&1 | tee "$work/said"
+    [ ! -s "$work/said" ]
 }
 
 "$check"
