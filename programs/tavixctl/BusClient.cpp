@@ -5,7 +5,6 @@
 #include <tavix/SelectLoopGlue.h>
 #include <tavix/SocketUtil.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -53,30 +52,7 @@ bool isPath(std::string const& address)
            (stat(address.c_str(), &found) == 0 && S_ISSOCK(found.st_mode));
 }
 
-std::string checkTimeout(std::string const& text)
-{
-    double seconds = 0;
-    bool valid = CLI::detail::lexical_cast(text, seconds) && seconds >= 0.001 && seconds <= 1e9;
-    return valid ? "" : text + " is not a time from 0.001 to 1000000000 seconds";
-}
-
 } // namespace
-
-void BusOptions::addTo(CLI::App& verb)
-{
-    verb.add_option("--address", address,
-                    "Where the bus is: the path of its socket, or for TCP\n"
-                    "HOST, HOST:PORT or [IPV6]:PORT (port 5010 when absent).\n"
-                    "Default: \"tavix-server-uds\" in the directory that\n"
-                    "QZV_RUNTIME_DIR names, or in the current directory")
-        ->type_name("ADDRESS");
-    verb.add_option("--timeout", timeout,
-                    "Give up after this time, fractions allowed, for\n"
-                    "connecting and call together. Default: wait as long as\n"
-                    "it takes")
-        ->check(checkTimeout)
-        ->type_name("SECONDS");
-}
 
 BusClient::BusClient(BusOptions const& options)
     : _options(options), _loop(select_loop_glue_new()), _deadline(options.timeout, _loop), _proxy(_loop)
@@ -120,10 +96,9 @@ ExitCode BusClient::call(std::string const& object, std::string const& method, E
     RemoteProxyResult sent = _proxy.callMethodAsync(object, method, params, onAnswer, this);
     if (sent != PROXY_OK)
         return notSent(sent, name);
-    while (!_answered && !_deadline.expired())
-        _loop->iterate();
-    if (!_answered)
-        return fail(kTimedOut, name + ": timed out");
+    ExitCode code = waitUntil(_answered, name);
+    if (code != kSuccess)
+        return code;
     if (!_answer)
         return fail(kException, name + ": out of memory for the answer");
     if (_answer->isException())
@@ -132,15 +107,55 @@ ExitCode BusClient::call(std::string const& object, std::string const& method, E
     return kSuccess;
 }
 
-ExitCode BusClient::notSent(RemoteProxyResult result, std::string const& call) const
+ExitCode BusClient::askBus(std::string const& method, Element* params, std::vector<std::string>& texts)
+{
+    std::unique_ptr<Element> list;
+    const ExitCode code = call("tvx", method, params, list);
+    for (unsigned i = 0; code == kSuccess && list->hasChild(i); ++i)
+        texts.push_back(list->getChild(i)->stringValue());
+    return code;
+}
+
+ExitCode BusClient::sendEvent(std::string const& object, std::string const& event, Element* data)
+{
+    RemoteProxyResult sent = _proxy.sendEvent(object, event, data);
+    return sent == PROXY_OK ? kSuccess : notSent(sent, object + "." + event);
+}
+
+ExitCode BusClient::observe(std::string const& object, std::string const& event,
+                            ObjectEventObserver* observer)
+{
+    RemoteProxyResult sent = _proxy.addObserver(object, event, observer);
+    return sent == PROXY_OK ? kSuccess : notSent(sent, object + "." + event);
+}
+
+// What is done by the time the bus ends counts.
+ExitCode BusClient::waitUntil(bool const& done, std::string const& what)
+{
+    while (!done) {
+        if (_deadline.expired())
+            return fail(kTimedOut, what + ": timed out");
+        if (!_proxy.isConnected())
+            return busEnded(what);
+        _loop->iterate();
+    }
+    return kSuccess;
+}
+
+ExitCode BusClient::busEnded(std::string const& what) const
+{
+    return fail(kNoBus, what + ": the bus at " + _place + " closed the connection");
+}
+
+ExitCode BusClient::notSent(RemoteProxyResult result, std::string const& what) const
 {
     switch (result) {
     case PROXY_REQUEST_TOO_LARGE:
-        return fail(kUsage, call + ": the ARGUMENT is too large for one message of 196608 bytes");
+        return fail(kUsage, what + ": too large for one message of 196608 bytes");
     case PROXY_MEMORY_ERROR:
-        return fail(kUsage, call + ": the ARGUMENT cannot be sent");
+        return fail(kUsage, what + ": the value cannot be sent");
     default:
-        return fail(kNoBus, call + ": the bus at " + _place + " closed the connection");
+        return busEnded(what);
     }
 }
 
@@ -151,7 +166,7 @@ ExitCode BusClient::answeredWithException(std::string const& object, std::string
     const std::string text = _answer->stringValue();
     const int code = _answer->intValue();
     if (!_proxy.isConnected() && code == PROXY_CONNECTION_ERROR)
-        return fail(kNoBus, call + ": the bus at " + _place + " closed the connection during the call");
+        return busEnded(call);
     if (code == PROXY_OBJECT_NOT_FOUND && text == "Object not found")
         return fail(kNoObject, "no object \"" + object + "\" on the bus at " + _place);
     return fail(kException, call + ": exception: " + text + " (code " + std::to_string(code) + ")");

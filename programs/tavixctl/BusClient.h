@@ -1,6 +1,7 @@
 #ifndef TAVIX_PROGRAMS_TAVIXCTL_BUSCLIENT_H
 #define TAVIX_PROGRAMS_TAVIXCTL_BUSCLIENT_H
 
+#include "tavixctl/BusOptions.h"
 #include "tavixctl/Deadline.h"
 #include "tavixctl/ExitCode.h"
 
@@ -9,18 +10,7 @@
 
 #include <memory>
 #include <string>
-
-namespace CLI {
-class App;
-}
-
-// What every verb that talks to the bus can be told.
-struct BusOptions {
-    std::string address; // empty for the default socket
-    double timeout = 0;  // seconds, 0 for no limit
-
-    void addTo(CLI::App& verb);
-};
+#include <vector>
 
 // One connection to the bus for one command, with one limit of time over everything. Failures are said on
 // standard error, and the answer is the exit code for them. After a failure the client is at its end.
@@ -35,9 +25,31 @@ public:
     ExitCode call(std::string const& object, std::string const& method, Tavix::Element* params,
                   std::unique_ptr<Tavix::Element>& result);
 
+    // Asks the bus's own object for a list of texts. Lends params, null for none.
+    ExitCode askBus(std::string const& method, Tavix::Element* params, std::vector<std::string>& texts);
+
+    // Hands an event to the bus; whether the bus has it shows the answer to a call behind it. Lends data,
+    // null for none.
+    ExitCode sendEvent(std::string const& object, std::string const& event, Tavix::Element* data);
+
+    // Asks for events; they come once the bus has answered a call behind this. Lends observer, which lives as
+    // long as anything waits on this client.
+    ExitCode observe(std::string const& object, std::string const& event,
+                     Tavix::ObjectEventObserver* observer);
+
+    // Runs the loop until `done`, which a callback sets, or until the time is over or the bus has gone.
+    // `what` is waited for, in words.
+    ExitCode waitUntil(bool const& done, std::string const& what);
+
+    ExitCode busEnded(std::string const& what) const;
+
+    Tavix::TavixProxy& proxy() { return _proxy; }
+    SharedPtr<Tavix::PollLoopIf> const& loop() { return _loop; }
+    Deadline const& deadline() const { return _deadline; }
+
 private:
     static void onAnswer(Tavix::ResponseData const* response, void* client);
-    ExitCode notSent(Tavix::RemoteProxyResult result, std::string const& call) const;
+    ExitCode notSent(Tavix::RemoteProxyResult result, std::string const& what) const;
     ExitCode answeredWithException(std::string const& object, std::string const& call);
 
     const BusOptions _options;

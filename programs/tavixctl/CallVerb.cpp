@@ -1,18 +1,12 @@
 // tavixctl call: one method call, its argument and its result as JSON.
 
 #include "tavixctl/BusClient.h"
+#include "tavixctl/Json.h"
 #include "tavixctl/JsonArgument.h"
 #include "tavixctl/StandardOutput.h"
-#include "tavixctl/Verbs.h"
+#include "tavixctl/VerbSetup.h"
 
-#include <tavix/elements/JsonVisitor.h>
-
-#include <CLI/CLI.hpp>
-#include <cerrno>
-#include <cstring>
-#include <memory>
 #include <optional>
-#include <string>
 
 namespace {
 
@@ -26,8 +20,9 @@ struct CallOptions {
 char const kDescription[] = "Calls METHOD of OBJECT and prints the result as JSON on one line.";
 
 char const kFooter[] =
-    R"(JSON has no form for some kinds of values. In a result, bytes are a text in base64 and
-an exception inside the value is {"exceptionstring": ..., "exceptioninteger": ...}.
+    R"(JSON has no form for some kinds of values. In a result, bytes are a text in base64, an
+exception inside the value is {"exceptionstring": ..., "exceptioninteger": ...}, and an open
+descriptor is null. An OBJECT or METHOD that begins with "-" goes behind "--".
 
 Examples:
   tavixctl call machine uptime
@@ -36,7 +31,7 @@ Examples:
   echo '{"path": "/etc", "depth": 2}' | tavixctl call files find -
   tavixctl call --address 192.0.2.7:5010 machine load)";
 
-int run(CallOptions const& options)
+ExitCode run(CallOptions const& options)
 {
     StandardOutput output;
     SharedPtr<Tavix::Element> argument;
@@ -51,11 +46,7 @@ int run(CallOptions const& options)
     std::unique_ptr<Tavix::Element> result;
     if (code == kSuccess)
         code = client.call(options.object, options.method, argument.get(), result);
-    if (code != kSuccess)
-        return code;
-    if (!output.write(Tavix::JsonVisitor::toJsonString(result.get()) + "\n"))
-        return fail(kOutputFailed, std::string("cannot write the result: ") + std::strerror(errno));
-    return kSuccess;
+    return code == kSuccess ? output.print(jsonText(result.get()) + "\n") : code;
 }
 
 } // namespace
@@ -74,8 +65,7 @@ void addCallVerb(CLI::App& program, VerbAction& action)
             "standard input. When absent no value is sent. Integers\n"
             "have 32 bits")
         ->type_name("");
-    options->bus.addTo(*verb);
-    verb->group("Verbs");
-    verb->footer(std::string(kFooter) + "\n\n" + kExitCodes);
-    verb->callback([options, &action] { action = [options] { return run(*options); }; });
+    BusOptions::Texts texts;
+    texts.json = "Changes nothing: the result is one line of JSON anyhow";
+    finishVerb(*verb, kFooter, options, run, action, texts);
 }

@@ -16,6 +16,9 @@ public:
 
     bool expired() const;
 
+    // Lends a descriptor that is readable from the deadline on; -1 without a limit.
+    int descriptor() const { return _fd; }
+
     // While one lives, a blocked system call ends with EINTR once the time is over.
     class Interrupt {
     public:
@@ -27,7 +30,7 @@ public:
 
 private:
     SharedPtr<Tavix::PollLoopIf> _loop;
-    int _fd = -1; // a timer, readable from the deadline on
+    int _fd = -1; // a timer
     void** _source = nullptr;
 };
 

@@ -17,7 +17,7 @@ enum ExitCode {
 // The table for --help.
 extern char const kExitCodes[];
 
-// Writes "tavixctl: " and the text on standard error and answers the code.
+// Writes "tavixctl: " and the text on standard error, on one line whatever it holds, and answers the code.
 ExitCode fail(ExitCode code, std::string const& text);
 
 #endif

@@ -44,7 +44,7 @@ SharedPtr<Tavix::Element> readJsonArgument(std::string const& text, std::string&
     if (text != "-") {
         Ferrule::ByteArrayInputStream input(text.data(), static_cast<int>(text.size()));
         SharedPtr<Tavix::Element> value = read(input, error);
-        error.insert(0, error.empty() ? "" : "the ARGUMENT is not usable JSON: ");
+        error.insert(0, error.empty() ? "" : "the argument is not usable JSON: ");
         return value;
     }
     Ferrule::FileInputStream input(stdin, false);

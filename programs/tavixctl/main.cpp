@@ -14,9 +14,12 @@ int main(int argc, char** argv) // NOLINT(bugprone-exception-escape): without me
     program.get_formatter()->label("SUBCOMMAND", "VERB");
     program.get_formatter()->label("REQUIRED", "");
     program.footer(std::string("tavixctl VERB --help tells more of each verb.\n\n") + kExitCodes +
-                   "\n\nExample:\n  tavixctl call machine uptime");
+                   "\n\nExamples:\n  tavixctl list\n  tavixctl call machine uptime\n"
+                   "  tavixctl observe machine load --count 3");
     VerbAction action;
-    addCallVerb(program, action);
+    for (auto addVerb : {addCallVerb, addEmitVerb, addObserveVerb, addListVerb, addDescribeVerb, addWaitVerb,
+                         addWatchVerb, addDebugVerb})
+        addVerb(program, action);
     try {
         program.parse(argc, argv);
     } catch (CLI::ParseError const& e) {

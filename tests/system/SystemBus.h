@@ -20,7 +20,7 @@ using Child = std::unique_ptr<ChildProcess>;
 // the test.
 class SystemBus : public testing::Test {
 protected:
-    SystemBus()
+    explicit SystemBus(std::vector<std::string> const& busOptions = {}) : options(busOptions)
     {
         EXPECT_TRUE(bus->waitForLine("serving"));
         owner = startOwner("clock");
@@ -37,6 +37,12 @@ protected:
     Child start(std::vector<std::string> const& command)
     {
         return std::make_unique<ChildProcess>(command, std::vector{"QZV_RUNTIME_DIR=" + directory.path()});
+    }
+    Child startBus()
+    {
+        std::vector<std::string> command{TAVIX_BUS_PROGRAM};
+        command.insert(command.end(), options.begin(), options.end());
+        return start(command);
     }
     Child startOwner(std::string const& name)
     {
@@ -59,10 +65,17 @@ protected:
         auto value = ask(object, method, params);
         return std::to_string(result) + " " + (value ? describe(value.get()) : "nothing");
     }
+    // What the owner of an object has answered until now has come to the broker's own proxy.
+    void settle(char const* object)
+    {
+        call(object, "echo");
+        call("tvx", "listObjects");
+    }
 
+    const std::vector<std::string> options;
     TempDir directory;
     const std::string path = directory.file("tavix-server-uds");
-    Child bus = start({TAVIX_BUS_PROGRAM});
+    Child bus = startBus();
     Child owner;
     int busesEnd = 0; // the exit status
     int ownersEnd = 0;
