@@ -1,5 +1,6 @@
 // A process at the bus under QZV_RUNTIME_DIR, in one of two parts.
-//   owner NAME                  serves the object NAME until standard input ends; says "ready" when it does
+//   owner NAME...               serves these objects until standard input ends; says "ready" when it does, and
+//                               what it hears of observers
 //   caller OBJECT METHOD COUNT  has COUNT calls open at once, the last of them blocking, and says of each the
 //                               code and the text of the exception that ended it
 #include <tavix/tavix.h>
@@ -38,6 +39,20 @@ public:
             return new StringElem(std::string(static_cast<size_t>(params->intValue()), 'x'));
         if (method == "descriptor")
             return new FileDescriptorElem(params->intValue(), "host", "pid", "exe");
+        if (method == "count")
+            return new IntegerElem(++_count);
+        if (method == "pid")
+            return new IntegerElem(getpid());
+        if (method == "exit")
+            _exit(params->intValue());
+        if (method == "firstObserverAdded") {
+            say("first " + params->stringValue());
+            return (new ListElem)->add(params->clone())->add(getpid());
+        }
+        if (method == "lastObserverRemoved") {
+            say("last " + JsonVisitor::toJsonString(params));
+            return new NullElem;
+        }
         if (method == "via") // hands {"object", "method", "params"} on
             return _proxy.callMethod(params->getChild("object")->stringValue(),
                                      params->getChild("method")->stringValue(), params->getChild("params"),
@@ -66,13 +81,16 @@ private:
 
     TavixProxy& _proxy;
     std::vector<Invocation> _held;
+    int _count = 0;
 };
 
-int serve(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char const* name)
+int serve(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char** names)
 {
     Owner owner(proxy);
-    RemoteProxyResult result = proxy.addSharedObject(name, &owner);
-    delete proxy.callMethod("tvx", "listObjects", nullptr, result); // the bus knows the object now
+    RemoteProxyResult result;
+    for (; *names; ++names)
+        proxy.addSharedObject(*names, &owner);
+    delete proxy.callMethod("tvx", "listObjects", nullptr, result); // the bus knows the objects now
     bool ended = false;
     void** input = nullptr;
     loop->newSource(STDIN_FILENO, &input);
@@ -115,5 +133,7 @@ int main(int argc, char** argv)
     TavixProxy proxy(loop);
     if (argc < 3 || !proxy.connect(nullptr, 0))
         return 1;
-    return argc == 5 ? call(loop, proxy, argv[2], argv[3], std::atoi(argv[4])) : serve(loop, proxy, argv[2]);
+    if (std::string(argv[1]) == "owner")
+        return serve(loop, proxy, argv + 2);
+    return argc == 5 ? call(loop, proxy, argv[2], argv[3], std::atoi(argv[4])) : 1;
 }

@@ -1,0 +1,87 @@
+// The examples as processes.
+#include "support/TestBus.h"
+#include "system/Programs.h"
+#include "tavix/elements/DoubleElem.h"
+
+#include <csignal>
+#include <filesystem>
+#include <gmock/gmock.h>
+
+using testing::HasSubstr;
+
+namespace {
+
+class Examples : public Programs {};
+
+// What the kernel says of a process's timer.
+std::string timerOf(int pid)
+{
+    const std::string process = "/proc/" + std::to_string(pid);
+    for (auto const& entry : std::filesystem::directory_iterator(process + "/fd")) {
+        if (std::filesystem::read_symlink(entry) == "anon_inode:[timerfd]")
+            return contentOf(process + "/fdinfo/" + entry.path().filename().string());
+    }
+    return "no timer";
+}
+
+} // namespace
+
+TEST_F(Examples, MachineExampleAnswersEverythingAndEndsInOrder)
+{
+    auto bus = startBus();
+    auto service = startExample("machine_service");
+    ProcessResult client = run(TAVIX_EXAMPLES_DIR "/machine_client", {dir.path()});
+    EXPECT_EQ(client.status, 0) << client.errors;
+    for (char const* heading : {"uptime", "load", "memory", "processes", "directory", "processors"})
+        EXPECT_THAT(client.output, HasSubstr(heading));
+
+    // It ends in the middle of a measurement, and the caller is told.
+    StepLoop loop;
+    Tavix::TavixProxy proxy(loop.loop);
+    ASSERT_TRUE(proxy.connect(socketPath.c_str(), 0));
+    Answers answers;
+    Tavix::DoubleElem seconds(60);
+    proxy.callMethodAsync("machine", "measureLoad", &seconds, Answers::note, &answers);
+    Tavix::RemoteProxyResult result;
+    delete proxy.callMethod("machine", "uptime", nullptr, result); // the call before it has begun
+    service->signal(SIGTERM);
+    while (answers.texts.empty())
+        loop.loop->iterate();
+    EXPECT_THAT(answers.texts[0], HasSubstr("the service is ending"));
+    EXPECT_EQ(service->waitForExit(), 0);
+}
+
+TEST_F(Examples, MachineSendsItsLoadWhileSomebodyObservesIt)
+{
+    auto bus = startBus();
+    auto service = startExample("machine_service");
+    ProcessResult observer = run(TAVIX_EXAMPLES_DIR "/first_observer", {});
+    EXPECT_EQ(observer.status, 0);
+    EXPECT_THAT(observer.output, testing::ContainsRegex("machine\\.load \\{.*\"1min\":.*\\}\n"));
+    for (char const* object : {"tvx", "machine"}) // behind the news that nobody observes any more
+        EXPECT_EQ(call({object, "generateInterfaceDescription"}).status, 0);
+    EXPECT_THAT(timerOf(service->pid()), HasSubstr("it_interval: (0, 0)"));
+
+    for (Arguments const& wrong : {Arguments{"first", "\"disk\""},
+                                   {"first", "5"},
+                                   {"last", "\"load\""},
+                                   {"last", "[\"load\"]"},
+                                   {"last", "[\"disk\",null]"}}) {
+        const std::string method = wrong[0] + (wrong[0] == "first" ? "ObserverAdded" : "ObserverRemoved");
+        EXPECT_THAT(call({"machine", method, wrong[1]}).errors, HasSubstr(method + " takes")) << wrong[1];
+    }
+}
+
+TEST_F(Examples, ReadmeShowsTheFirstProgramsAndTheyRun)
+{
+    const std::string readme = contentOf(TAVIX_SOURCE_DIR "/README.md");
+    for (char const* name : {"first_service", "first_client", "first_observer"}) {
+        const std::string program = contentOf(std::string(TAVIX_SOURCE_DIR "/examples/") + name + ".cpp");
+        EXPECT_THAT(readme, HasSubstr("```cpp\n" + program + "```\n")) << name;
+    }
+    auto bus = startBus();
+    auto service = startExample("first_service");
+    EXPECT_EQ(run(TAVIX_EXAMPLES_DIR "/first_client", {}).output, "Hello, world!\n");
+    bus->signal(SIGTERM);
+    EXPECT_EQ(service->waitForExit(), 0);
+}
