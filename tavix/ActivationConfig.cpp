@@ -20,16 +20,33 @@ namespace {
 using Ferrule::DataObject;
 
 constexpr off_t kMaxFileSize = 1024 * 1024;
+constexpr char kTooLarge[] = "Larger than 1 MiB";
+// A large file may be wrong in every line.
+constexpr unsigned kMaxFaultLines = 20;
+
+// Ends behind the largest size, for a file that grows meanwhile or whose size is not known before.
+class LimitedStream : public Ferrule::InputStream {
+public:
+    explicit LimitedStream(Ferrule::InputStream& file) : _file(file) {}
+
+    bool isExceeded() const { return _size > kMaxFileSize; }
+
+    int read(char* buffer, int size) override
+    {
+        const int count = _file.read(buffer, size);
+        _size += count;
+        return isExceeded() ? 0 : count;
+    }
+
+private:
+    Ferrule::InputStream& _file;
+    off_t _size = 0;
+};
 
 // File systems that do not tell the type have it looked at after opening.
 int mayBeConfigFile(dirent const* entry)
 {
     return entry->d_name[0] != '.' && (entry->d_type == DT_REG || entry->d_type == DT_UNKNOWN);
-}
-
-void report(std::string const& path, char const* reason)
-{
-    std::printf("%s: %s\n", path.c_str(), reason);
 }
 
 // What keeps an open file from being read, empty when nothing does.
@@ -40,25 +57,43 @@ std::string findObstacle(int fd)
         return std::strerror(errno);
     if (!S_ISREG(status.st_mode))
         return "Not a regular file";
-    return status.st_size > kMaxFileSize ? "Larger than 1 MiB" : "";
+    return status.st_size > kMaxFileSize ? kTooLarge : "";
 }
 
-// Empty after a failure, which has been reported, and for a file without a value. Takes fd.
-SharedPtr<DataObject> parseFile(std::string const& path, int fd)
+// Answers why there is no root, empty also for a file without a value. Takes fd.
+std::string parseFile(int fd, SharedPtr<DataObject>& root)
 {
-    Ferrule::FileInputStream stream(fd);
-    stream.setNonBlocking();
+    Ferrule::FileInputStream file(fd);
+    file.setNonBlocking();
+    if (file.getErrorString())
+        return file.getErrorString();
+    LimitedStream stream(file);
     Ferrule::DataObjectHandler handler;
     handler.reset();
     json::JsonDeserializer deserializer;
-    const int result = stream.getErrorString() ? 0 : deserializer.parse(&stream, &handler);
-    if (stream.getErrorString())
-        report(path, stream.getErrorString());
-    else if (result == json::JsonDeserializer::kFailed)
-        report(path, deserializer.getErrorString());
-    else
-        return handler.getRoot();
-    return SharedPtr<DataObject>();
+    const int result = deserializer.parse(&stream, &handler);
+    if (file.getErrorString())
+        return file.getErrorString();
+    if (stream.isExceeded())
+        return kTooLarge;
+    if (result == json::JsonDeserializer::kFailed)
+        return deserializer.getErrorString();
+    root = handler.getRoot();
+    return "";
+}
+
+// The same for a path. Opening must neither follow a link nor wait for the other end of a pipe, nor take a
+// terminal.
+std::string readFile(std::string const& path, SharedPtr<DataObject>& root)
+{
+    const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0)
+        return std::strerror(errno);
+    const std::string obstacle = findObstacle(fd);
+    if (obstacle.empty())
+        return parseFile(fd, root);
+    close(fd);
+    return obstacle;
 }
 
 // The empty text for whatever counts as absent.
@@ -86,27 +121,25 @@ bool ActivationConfig::load(char const* directory)
     return true;
 }
 
-// Opening must neither follow a link nor wait for the other end of a pipe.
 void ActivationConfig::loadFile(std::string const& path)
 {
-    const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) {
-        report(path, std::strerror(errno));
-        return;
-    }
-    const std::string obstacle = findObstacle(fd);
-    if (!obstacle.empty()) {
-        report(path, obstacle.c_str());
-        close(fd);
-        return;
-    }
-    SharedPtr<DataObject> root = parseFile(path, fd);
-    if (!root.get())
-        return;
-    if (!root->isList())
+    _faults = 0;
+    SharedPtr<DataObject> root;
+    const std::string obstacle = readFile(path, root);
+    if (!obstacle.empty())
+        report(path, obstacle);
+    if (root.get() && !root->isList())
         loadConfigEntry(path, *root);
-    for (int i = 0; root->hasItem(i); ++i)
+    for (int i = 0; root.get() && root->hasItem(i); ++i)
         loadConfigEntry(path, *root->item(i));
+    if (_faults > kMaxFaultLines)
+        std::printf("%s: %u more faults\n", path.c_str(), _faults - kMaxFaultLines);
+}
+
+void ActivationConfig::report(std::string const& path, std::string const& reason)
+{
+    if (++_faults <= kMaxFaultLines)
+        std::printf("%s: %s\n", path.c_str(), reason.c_str());
 }
 
 void ActivationConfig::loadConfigEntry(std::string const& path, DataObject const& entry)
@@ -131,7 +164,7 @@ void ActivationConfig::addNames(std::string const& path, DataObject const& names
             if (char const* name = names.item(i)->text())
                 add(name, exec, service);
             else
-                std::printf("%s: Can't stringify name list elem %d\n", path.c_str(), i);
+                report(path, "Can't stringify name list elem " + std::to_string(i));
         }
     } else if (char const* name = names.text()) {
         add(name, exec, service);

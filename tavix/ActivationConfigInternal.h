@@ -16,7 +16,8 @@ class ObjectActivator;
 //     "exec"     the path of a program to run without arguments; or else
 //     "service"  the name of a system service
 //
-// What is wrong with a file or an entry is said on standard output, and harms no other.
+// What is wrong with a file or an entry is said on standard output, and harms no other; a file has
+// 20 such lines, and one that says how many more there are.
 class ActivationConfig {
 public:
     // Lends activator, which gets the entries.
@@ -28,12 +29,14 @@ public:
 
 private:
     void loadFile(std::string const& path);
+    void report(std::string const& path, std::string const& reason);
     void loadConfigEntry(std::string const& path, Ferrule::DataObject const& entry);
     void addNames(std::string const& path, Ferrule::DataObject const& names, std::string const& exec,
                   std::string const& service);
     void add(char const* name, std::string const& exec, std::string const& service);
 
     ObjectActivator& _activator;
+    unsigned _faults = 0; // of the file
 };
 
 } // namespace Tavix

@@ -46,7 +46,7 @@ bool ObjectActivator::start(std::string const& command, ActivationEntry::Type ty
 {
     ProviderProcesses::Names names;
     for (auto const& entry : _entries) {
-        if (entry.second.command == command)
+        if (entry.second.command == command && _directory.findMatch(entry.first) == -1)
             names.insert(entry.first);
     }
     return type == ActivationEntry::service ? _processes.startService(command, std::move(names))

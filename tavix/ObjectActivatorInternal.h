@@ -1,6 +1,7 @@
 #ifndef TAVIX_OBJECTACTIVATORINTERNAL_H
 #define TAVIX_OBJECTACTIVATORINTERNAL_H
 
+#include "tavix/ObjectDirectoryInternal.h"
 #include "tavix/ProviderProcessesInternal.h"
 
 #include <cstdio>
@@ -37,7 +38,11 @@ public:
     static char const* typeToString(ActivationEntry::Type type);
     static char const* stateToString(State state);
 
-    explicit ObjectActivator(SharedPtr<PollLoopIf> const& loop) : _processes(loop) {}
+    // Shares the loop. Lends directory, which says what is registered already when a provider starts.
+    ObjectActivator(SharedPtr<PollLoopIf> const& loop, ObjectDirectory const& directory)
+        : _directory(directory), _processes(loop)
+    {
+    }
 
     // Starts the provider of an idle name. True when the caller is to wait for the object; false without an
     // entry, or when the start failed.
@@ -65,6 +70,7 @@ public:
 private:
     bool start(std::string const& command, ActivationEntry::Type type);
 
+    ObjectDirectory const& _directory;
     std::map<std::string, ActivationEntry, std::less<>> _entries;
     ProviderProcesses _processes;
 };

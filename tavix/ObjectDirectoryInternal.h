@@ -22,6 +22,7 @@ public:
     int removeObject(std::string const& name, int clientId);
     // Removes every name of that owner, at the cost of those names. Answers them in name order.
     std::vector<std::string> removeAllObjectsForClient(int clientId);
+    bool ownsAny(int clientId) const { return _names.count(clientId) > 0; }
     // Appends the owner's names to text in name order, "\n\t\t" before each unless text is empty.
     void getAllObjectsForClient(int clientId, std::string& text) const;
 

@@ -61,7 +61,7 @@ const TableDrivenTavix::Entry TvxObject::METHODS[] = {
 const unsigned TvxObject::NUM_METHODS = sizeof(METHODS) / sizeof(METHODS[0]);
 
 TvxObject::TvxObject(TavixBus* bus, SharedPtr<PollLoopIf> const& loop)
-    : TableDrivenTavix(kOwnName, METHODS, NUM_METHODS), _activator(loop), _bus(bus)
+    : TableDrivenTavix(kOwnName, METHODS, NUM_METHODS), _activator(loop, _directory), _bus(bus)
 {
     reloadActivationConfig(nullptr);
 }
@@ -154,10 +154,11 @@ Element* TvxObject::getDebug(Element* params)
     _bus->getConnectionDebug(connections);
     for (auto const& connection : connections) {
         std::string text = connection.second;
-        std::string owned;
-        _directory.getAllObjectsForClient(connection.first, owned);
-        if (!owned.empty())
+        if (_directory.ownsAny(connection.first)) { // perhaps only the object with the empty name
+            std::string owned;
+            _directory.getAllObjectsForClient(connection.first, owned);
             text += "\n\tobjects:\n\t\t" + owned;
+        }
         std::string observed;
         if (observers)
             _bus->getEventListDebugForClientId(connection.first, observed);

@@ -11,7 +11,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace Tavix;
@@ -90,12 +92,18 @@ TEST(Activation, faultsOfAConfigurationHarmNothingElse)
     };
     TempDir directory;
     std::vector<std::string> expected;
+    std::string nulls = "[null";
+    for (int i = 1; i < 22; ++i)
+        nulls += ",null";
+    writeFile(directory.file("nulls"), nulls + "]");
+    expected.assign(20, directory.file("nulls") + ": Neither 'exec' nor 'service' present");
+    expected.push_back(directory.file("nulls") + ": 2 more faults");
     for (auto const& file : files) {
         writeFile(directory.file(file.file), file.text);
         for (std::string const& line : file.lines)
             expected.push_back(directory.file(file.file) + ": " + line);
     }
-    std::filesystem::resize_file(directory.file("large"), 1024 * 1024 + 1);
+    std::ofstream(directory.file("large"), std::ios::app) << std::string(1024 * 1024, ' ');
     symlink(directory.file("good").c_str(), directory.file("link").c_str());
     mkfifo(directory.file("fifo").c_str(), 0600);
     mkdir(directory.file("directory").c_str(), 0700);
@@ -129,10 +137,13 @@ TEST(Activation, faultsOfAConfigurationHarmNothingElse)
 
 TEST(Activation, statesMoveWithCallsAndNamesAndNotWithProcesses)
 {
+    while (wait(nullptr) > 0) { // for what a bus before has left
+    }
     Provider provider;
     StepLoop loop;
+    ObjectDirectory names;
     const long descriptors = countDescriptors();
-    auto activator = std::make_unique<ObjectActivator>(loop.loop);
+    auto activator = std::make_unique<ObjectActivator>(loop.loop, names);
     for (char const* name : {"a", "b", "c"})
         activator->addEntry(name, provider.path);
     activator->addEntry("other", "/nowhere/program");
@@ -166,11 +177,12 @@ TEST(Activation, statesMoveWithCallsAndNamesAndNotWithProcesses)
               outputOf([&] { provider.end("3"); }));
     EXPECT_EQ("active idle activating ", states());
 
+    names.addObject("a", 1);
     EXPECT_TRUE(activator->activate("b")); // another one, which is to serve a as well
     EXPECT_EQ("activating activating activating ", states());
     activator->removeAllEntries();
     EXPECT_EQ(nullptr, activator->getState("a"));
-    EXPECT_EQ(provider.path + " ended with signal 9, not registered: a, b, c\n",
+    EXPECT_EQ(provider.path + " ended with signal 9, not registered: b, c\n",
               outputOf([&] { provider.end("kill"); }));
 
     activator->addEntry("other", "/nowhere/program");
@@ -178,6 +190,27 @@ TEST(Activation, statesMoveWithCallsAndNamesAndNotWithProcesses)
     EXPECT_EQ("/nowhere/program ended with status 1, not registered: other\n",
               outputOf([&] { EXPECT_TRUE(activator->activate("other")); }));
     EXPECT_EQ("/nowhere/program: No such file or directory\n", testing::internal::GetCapturedStderr());
+    auto startAtOnce = [&] { // and has ended
+        activator->addEntry("other", "/nowhere/program");
+        EXPECT_TRUE(activator->activate("other"));
+        siginfo_t end;
+        EXPECT_EQ(0, waitid(P_ALL, 0, &end, WEXITED | WNOWAIT));
+    };
+    testing::internal::CaptureStdout();
+    startAtOnce();
+    loop.loop->iterate();
+    loop.loop->iterate();
+    activator->activated("other"); // while the loop finds the end
+    loop.settle();
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit noMore{0, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &noMore);
+    startAtOnce();
+    setrlimit(RLIMIT_NOFILE, &limit);
+    activator->activated("x");
+    EXPECT_EQ("/nowhere/program ended with status 1, not registered: other\n",
+              testing::internal::GetCapturedStdout());
     activator->addEntryService("service", "--no-such-option");
     EXPECT_EQ("systemctl start --no-such-option ended with status 1, not registered: service\n",
               outputOf([&] { EXPECT_TRUE(activator->activate("service")); }));
@@ -242,7 +275,9 @@ TEST(Activation, callsWaitForTheObjectAndReachItInOrder)
     EXPECT_EQ(1, descriptors); // the listener, which the test has left inheritable
     EXPECT_EQ(0u, signalsBlocked);
     EXPECT_EQ(0u, signalsIgnored & 1ull << (SIGPIPE - 1));
-    sigprocmask(SIG_UNBLOCK, &blocked, nullptr);
+    sigset_t before;
+    sigprocmask(SIG_UNBLOCK, &blocked, &before);
+    EXPECT_FALSE(sigismember(&before, SIGTERM));
     std::signal(SIGPIPE, SIG_DFL);
 }
 

@@ -3,12 +3,13 @@
 
 #include <tavix/foundation/ArrayList.h>
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
 namespace Ferrule {
 
-// An ArrayList on the heap that grows by N places at a time.
+// An ArrayList on the heap that grows by half its size, and by N places at least.
 template <class T, unsigned N>
 class DynamicArrayList : public ArrayList<T> {
 public:
@@ -22,7 +23,7 @@ public:
 protected:
     bool grow() override
     {
-        unsigned const capacity = this->_size + N;
+        unsigned const capacity = this->_size + std::max(N, this->_size / 2);
         T* const items = new (std::nothrow) T[capacity];
         if (!items)
             return false;

@@ -61,7 +61,7 @@ TEST(ArrayList, TakesWhatItHasRoomForAndReleasesWhatGoes)
     EXPECT_TRUE(gone);
 }
 
-// An array of these cannot be had from the second on.
+// As many arrays of these can be had as a test says.
 struct Scarce {
     static void* operator new[](std::size_t size, std::nothrow_t const&) noexcept
     {
@@ -71,16 +71,21 @@ struct Scarce {
     static int arraysLeft;
     int value = 0;
 };
-int Scarce::arraysLeft = 1;
+int Scarce::arraysLeft;
 
 TEST(ArrayList, StaysAsItWasWhenItCannotGrow)
 {
     DynamicArrayList<Scarce, 2> list;
+    Scarce::arraysLeft = 1;
     EXPECT_EQ(list.append(Scarce{1}), 0);
     EXPECT_EQ(list.append(Scarce{2}), 0);
     EXPECT_NE(list.append(Scarce{3}), 0);
     EXPECT_EQ(list.getSize(), 2u);
     EXPECT_EQ(list[1].value, 2);
+    Scarce::arraysLeft = 20; // enough for a thousand
+    while (list.append(Scarce{}) == 0 && list.getSize() < 1000) {
+    }
+    EXPECT_EQ(list.getSize(), 1000u);
 }
 
 TEST(ArrayListDeathTest, AnIndexPastTheEndGivesTheLastItemIfThereIsOne)
