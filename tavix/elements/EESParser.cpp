@@ -107,6 +107,7 @@ Element* readList(Info* info, unsigned count)
 
 Element* readFileDescriptor(Info* info)
 {
+    info->descriptors = true;
     auto* const descriptor = FileDescriptorElem::makeForeign(-1, {}, {}, {});
     if (!descriptor)
         return refuse(info);
@@ -212,7 +213,8 @@ void EESParser::recurseNodeVersion1(EncodedBlockInfo* info, Element* parent, std
 }
 
 Element* EESParser::readContainer(unsigned char const* data, unsigned length, unsigned position,
-                                  unsigned version, std::shared_ptr<void const> owner, unsigned level)
+                                  unsigned version, std::shared_ptr<void const> owner, unsigned level,
+                                  bool* descriptors)
 {
     if (version != 1 && version != 2)
         return nullptr;
@@ -223,6 +225,8 @@ Element* EESParser::readContainer(unsigned char const* data, unsigned length, un
     info.owner = std::move(owner);
     info.level = level;
     Element* const root = readNode(&info);
+    if (descriptors)
+        *descriptors = info.descriptors;
     if (!info.refused)
         return root;
     delete root;

@@ -37,6 +37,8 @@ public:
         bool refused = false;
         // The block has been shown on standard output.
         bool dumped = false;
+        // A file descriptor was among the nodes.
+        bool descriptors = false;
         // Keeps the block; large values share it then. Null: they are copied.
         std::shared_ptr<void const> owner;
     };
@@ -46,10 +48,11 @@ public:
     // is unknown, when the block breaks a limit, when there is no readable node, or when memory runs out. A
     // block that ends too early gives the part of the tree that could be read.
     // With an owner that keeps the block, large values of the tree share the block instead of copying it. `level` is
-    // that of the node: 0 for the root map, 1 for a value in it.
+    // that of the node: 0 for the root map, 1 for a value in it. *descriptors, if given, says whether the tree may hold a
+    // FileDescriptorElem.
     static Element* readContainer(unsigned char const* data, unsigned length, unsigned position,
                                   unsigned version, std::shared_ptr<void const> owner = nullptr,
-                                  unsigned level = 0);
+                                  unsigned level = 0, bool* descriptors = nullptr);
 
     // A number of 1, 2 or 4 bytes. Past the end: 0, with status 1 and the position at the end. Any other
     // width: 0.
