@@ -3,6 +3,7 @@
 
 #include "tavix/Connection.h"
 #include "tavix/TavixProxy.h"
+#include "tavix/TavixProxyBackChannelInternal.h"
 #include "tavix/elements/EESPeekParser.h"
 #include "tavix/foundation/AtomicCounter.h"
 #include "tavix/foundation/NonCopyable.h"
@@ -62,7 +63,8 @@ struct TavixProxy::EventObserverInfo {
 
 // Lock order: connectionLock, requestLock, methodLock, tableLock and the lock of ProxyLife are held for a few lines each and never
 // across one another, a callback or a system call. subscriptionLock may be followed by any of them, and the lock of an
-// observer's record, under which that observer runs, by subscriptionLock. writeLock is held during Connection::writeData and may be
+// observer's record, under which that observer runs, by subscriptionLock. The lock of BackChannels is held during calls of
+// sockets that do not block and may be followed by the loop's own lock. writeLock is held during Connection::writeData and may be
 // followed by the loop's own lock; it is never held during a callback either: a break that writeData finds is
 // handled after its release.
 struct ProxyPrivate {
@@ -103,7 +105,9 @@ struct ProxyPrivate {
         std::list<ObjectWait*>::iterator place;
     };
 
-    explicit ProxyPrivate(TavixProxy* owner) : life(std::make_shared<ProxyLife>(owner)) {}
+    explicit ProxyPrivate(TavixProxy* owner) : life(std::make_shared<ProxyLife>(owner)), backChannels(owner)
+    {
+    }
 
     const std::shared_ptr<ProxyLife> life;
 
@@ -126,6 +130,7 @@ struct ProxyPrivate {
     std::set<ObjectReadyObserver*> readyObservers; // owned, as they are by themselves
     std::atomic<pthread_t> queueingThread{0};      // its requests are queued only; see addObserver
     std::atomic<unsigned> nextRequestId{1};
+    BackChannels backChannels;
 };
 
 // One inbound call, from its dispatch until the last holder of the token lets go. While it stands in

@@ -1,5 +1,6 @@
 #include "tavix/SharedObjectObserver.h"
 
+#include "tavix/DescriptorsInternal.h"
 #include "tavix/elements/ExceptionElem.h"
 
 #include <utility>
@@ -10,8 +11,10 @@ SharedObjectObserver::MethodInvocation::~MethodInvocation() = default;
 
 SharedObjectObserver::~SharedObjectObserver() = default;
 
-Element* SharedObjectObserver::callMethod(std::string, std::string, Element*)
+Element* SharedObjectObserver::callMethod(std::string, std::string, Element* params)
 {
+    if (params)
+        closeDescriptors(params);
     return new ExceptionElem("Unknown method", -1);
 }
 

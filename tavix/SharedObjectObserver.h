@@ -36,7 +36,9 @@ public:
     virtual ~SharedObjectObserver();
 
     // Answers a call at once. Lends params for the call. Gives the proxy a new element, an ExceptionElem for
-    // a failure; null is a fault that stops the process. Default: the exception "Unknown method", code -1.
+    // a failure; null is a fault that stops the process. Open descriptors in params (FileDescriptorElem) belong to
+    // the object, which closes them; they have the close-on-exec flag. Default: the exception "Unknown method", code
+    // -1, and such descriptors are closed.
     virtual Element* callMethod(std::string objName, std::string method, Element* params);
 
     // The same with the caller's identity. Default: the form above.

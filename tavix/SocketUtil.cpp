@@ -24,15 +24,6 @@ constexpr int kBacklog = 2;
 constexpr int kMaxRetries = 10;
 constexpr std::size_t kMaxNameLength = 107;
 
-// The name, cut to what fits, at `offset` in a path field that is zero elsewhere.
-sockaddr_un makeUnixAddress(char const* name, unsigned offset)
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    memcpy(address.sun_path + offset, name, strnlen(name, kMaxNameLength));
-    return address;
-}
-
 // A cut abstract name fills the path field to its last byte and has no zero byte behind it.
 std::string shownName(sockaddr_un const& address, unsigned offset)
 {
@@ -92,6 +83,14 @@ int bindToAnyAddress(int fd, int family, int port)
 
 } // namespace
 
+sockaddr_un Tavix::makeUnixAddress(char const* name, unsigned offset)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    memcpy(address.sun_path + offset, name, strnlen(name, kMaxNameLength));
+    return address;
+}
+
 int Tavix::connectUnixDomain(char const* name, unsigned offset, unsigned secondsBetweenAttempts,
                              char const* function)
 {
@@ -133,7 +132,7 @@ int startUnixDomainServer(char const* path)
         return -1;
     }
     setNonblocking(fd);
-    const sockaddr_un address = makeUnixAddress(path ? path : "", 0);
+    const sockaddr_un address = Tavix::makeUnixAddress(path ? path : "", 0);
     unlink(address.sun_path);
     const socklen_t length =
         static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + strlen(address.sun_path));
@@ -151,7 +150,7 @@ int startAbstractUnixDomainServer(char const* name)
         return -1;
     }
     setNonblocking(fd);
-    const sockaddr_un address = makeUnixAddress(name ? name : "", 1);
+    const sockaddr_un address = Tavix::makeUnixAddress(name ? name : "", 1);
     if (!bindUnixDomain(fd, address, sizeof address, 1) || !listenUnixDomain(fd))
         return closeAndAnswer(fd, -1);
     return fd;

@@ -2,6 +2,7 @@
 #define TAVIX_SOCKETUTILINTERNAL_H
 
 #include <string>
+#include <sys/un.h>
 
 namespace Tavix {
 
@@ -12,6 +13,10 @@ struct TcpAddress {
 };
 
 TcpAddress parseTcpAddress(char const* address);
+
+// The name, cut to 107 bytes, at `offset` in a path field that is zero elsewhere: 0 for a path, 1 for an abstract name,
+// whose address is the whole structure.
+sockaddr_un makeUnixAddress(char const* name, unsigned offset);
 
 // Worker of both Unix domain clients. `offset` is where the name begins in the path field: 0 for a path, 1
 // for an abstract name; `function` names the caller in the message after the last attempt.

@@ -1,6 +1,7 @@
 #include "tavix/TableDrivenTavix.h"
 
 #include "tavix/ServedObjectInternal.h"
+#include "tavix/DescriptorsInternal.h"
 #include "tavix/TavixProxy.h"
 
 namespace Tavix {
@@ -23,6 +24,8 @@ Element* TableDrivenTavix::callMethod(std::string objName, std::string method, E
         if (method == entries[i].name)
             return entries[i].function(this, objName, method, params);
     }
+    if (params)
+        closeDescriptors(params);
     return callBuiltInMethod(this, objName == name, method);
 }
 

@@ -17,7 +17,7 @@ class TAVIX_API TableDrivenTavix : public SharedObjectObserver {
 public:
     struct Entry {
         char const* name;
-        // Lends params. Gives back a new element, an ExceptionElem for a failure; never null.
+        // Lends params, but not the open descriptors in it: the function closes those. Gives back a new element, an ExceptionElem for a failure; never null.
         Element* (*function)(TableDrivenTavix* object, std::string const& objName, std::string const& method,
                              Element* params);
     };

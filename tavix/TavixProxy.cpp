@@ -69,6 +69,7 @@ TavixProxy::~TavixProxy()
     for (auto& entry : _private->requests)
         delete entry.second;
     _private->requests.clear();
+    _private->backChannels.abandonAll();
     deleteObservers();
 
     if (std::shared_ptr<ProxyLink> link = currentLink()) {
@@ -270,16 +271,18 @@ CoreRequest* TavixProxy::formatAndSendRequest(EESMessageType type, std::string c
         result = PROXY_MEMORY_ERROR;
         return nullptr;
     }
-    if (type != BackChannel && visitor.fileDescriptors.getNumChildren() > 0) {
+    request.noResponse = wantsResponse ? 0 : 1;
+    if (type != BackChannel && holdsDescriptors(visitor.fileDescriptors)) {
+        if (type == CallMethod)
+            return startTransfer(request, visitor.fileDescriptors, objName, method, result, callback,
+                                 userData);
         // The numbers alone would name the wrong descriptors at the other end.
-        std::fprintf(
-            stderr,
-            "TavixProxy: cannot send \"%s\" to object \"%s\": this message cannot carry descriptors\n",
-            method.c_str(), objName.c_str());
-        result = PROXY_CONNECTION_ERROR;
+        std::fprintf(stderr,
+                     "TavixProxy: cannot send \"%s\" to object \"%s\": only calls carry descriptors\n",
+                     method.c_str(), objName.c_str());
+        result = PROXY_MEMORY_ERROR;
         return nullptr;
     }
-    request.noResponse = wantsResponse ? 0 : 1;
 
     std::unique_ptr<CoreRequest> core(new CoreRequest(&request, type));
     core->callback = callback;

@@ -21,7 +21,10 @@
 
 namespace Tavix {
 
+class BackChannels;
+class BackChannelState;
 class Connection;
+class ListElem;
 struct Message;
 class ObjectReadyObserver;
 struct ProxyPrivate;
@@ -90,6 +93,10 @@ public:
     // Shares the log; an empty pointer ends logging. Set it before other threads use the proxy.
     virtual void setLog(SharedPtr<Log> const& log);
 
+    // Parameters of calls may hold open descriptors (FileDescriptorElem), anywhere in the tree and at most 253: the
+    // handler finds descriptors of its own process in them. The caller's are lent for the call of callMethod or
+    // callMethodAsync alone and stay its own. A transfer that fails ends the call with an exception that says why.
+    //
     // Calls a method and waits. Lends params (null for none). Gives back the result: result is PROXY_OK and
     // the value the caller's; or the code of the exception, and the ExceptionElem the caller's; or another
     // code and null when the call could not be sent.
@@ -181,6 +188,8 @@ protected:
     std::string _identity;
 
 private:
+    friend class BackChannels;
+    friend class BackChannelState;
     friend class MethodCall;
     friend class ObjectReadyObserver;
     friend class TableDrivenTavix;
@@ -205,7 +214,7 @@ private:
     void handleUndecodable(Message const& message, unsigned clientId, unsigned connectionId);
     void handleMethodResponse(int requestId, MessageType type, MapElem* map);
     void reportRefusal(CoreRequest const& core, MapElem const* map);
-    ResponseData* serveBackChannel(MapElem* message, int clientId);
+    ResponseData* serveBackChannel(MapElem* message, int clientId, unsigned connectionId);
     void connectionBroken(std::shared_ptr<ProxyLink> const& link);
     void completeRequests(unsigned linkId);
     bool decodesPlainly() const;
@@ -213,6 +222,12 @@ private:
     std::shared_ptr<ProxyLink> currentLink() const;
     CoreRequest* sendRequest(RequestData& requestData, CoreRequest* core, RemoteProxyResult& result);
     bool forgetRequest(unsigned id, CoreRequest* core);
+    static bool holdsDescriptors(ListElem const& descriptors);
+    CoreRequest* startTransfer(RequestData& request, ListElem const& descriptors, std::string const& objName,
+                               std::string const& method, RemoteProxyResult& result,
+                               ResponseCallback callback, void* userData);
+    bool takeDescriptors(std::string const& objName, std::string const& method, unsigned messageId,
+                         unsigned clientId, unsigned connectionId, Element* params);
 
     bool dispatchPlainCall(Message const& message, unsigned clientId, unsigned connectionId,
                            std::shared_ptr<void const> const& owner);

@@ -102,9 +102,10 @@ void TavixProxy::handleReceivedMessage(SharedPtr<Message> const& message, unsign
         owner = std::make_shared<SharedPtr<Message>>(message);
     if (dispatchPlainCall(*message, clientId, connectionId, owner) || dispatchPlainEvent(*message, owner))
         return;
-    std::unique_ptr<Element> root(EESParser::readContainer(message->data + kSizeFieldLength,
-                                                           message->size - kSizeFieldLength, kParsePosition,
-                                                           message->data[kOffsetVersion], std::move(owner)));
+    bool descriptors = false;
+    std::unique_ptr<Element> root(EESParser::readContainer(
+        message->data + kSizeFieldLength, message->size - kSizeFieldLength, kParsePosition,
+        message->data[kOffsetVersion], std::move(owner), 0, &descriptors));
     if (!root || !root->isMap()) {
         std::puts("ClientSession: handleReceivedMessage() - OUT OF MEMORY");
         std::fflush(stdout);
@@ -120,13 +121,17 @@ void TavixProxy::handleReceivedMessage(SharedPtr<Message> const& message, unsign
 
     std::unique_ptr<ResponseData> data(new ResponseData(map));
     if (messageType == "backChannel")
-        data.reset(serveBackChannel(std::exchange(data->map, nullptr), static_cast<int>(clientId)));
+        data.reset(
+            serveBackChannel(std::exchange(data->map, nullptr), static_cast<int>(clientId), connectionId));
     data->clientId = static_cast<int>(clientId);
     data->requestId = message->messageId;
     data->connectionId = connectionId;
-    if (messageType == "method")
-        dispatchEvent(data.release());
-    else if (messageType == "backChannel")
+    if (messageType == "method") {
+        if (map->hasChild("event") || !(descriptors || _private->backChannels.hasReceived) ||
+            takeDescriptors(textOf(map, "objName"), textOf(map, "method"), message->messageId, clientId,
+                            connectionId, map->find("params")))
+            dispatchEvent(data.release());
+    } else if (messageType == "backChannel")
         sendResponseOn(connectionId, clientId, static_cast<int>(message->messageId),
                        data->map->find("result"));
     else {
@@ -179,15 +184,6 @@ void TavixProxy::reportRefusal(CoreRequest const& core, MapElem const* map)
     if (answer->isException())
         std::fprintf(stderr, "TavixProxy: the bus refused to share object \"%s\": %s (code %d)\n",
                      core.objName.c_str(), answer->stringValue().c_str(), answer->intValue());
-}
-
-ResponseData* TavixProxy::serveBackChannel(MapElem* message, int)
-{
-    delete message;
-    MapElem* answer = new MapElem;
-    answer->addChild("result",
-                     new ExceptionElem("This process does not receive descriptors", PROXY_EXCEPTION));
-    return new ResponseData(answer);
 }
 
 void TavixProxy::connectionBroken(std::shared_ptr<ProxyLink> const& link)
@@ -259,6 +255,7 @@ void TavixProxy::completeRequests(unsigned linkId)
             thrown = std::current_exception();
         }
     }
+    _private->backChannels.connectionEnded(linkId);
     if (thrown)
         std::rethrow_exception(thrown);
 }

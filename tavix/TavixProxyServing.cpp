@@ -170,12 +170,16 @@ bool TavixProxy::dispatchPlainCall(Message const& message, unsigned clientId, un
     if (!fields.regular || fields.messageType != "method" || fields.systemRule != "callMethod" ||
         fields.event || !fields.objName || !fields.method || !fields.params || fields.valuePosition >= length)
         return false;
-    Element* params =
-        EESParser::readContainer(block, length, fields.valuePosition, message.data[kOffsetVersion], owner, 1);
+    bool descriptors = false;
+    std::unique_ptr<Element> params(EESParser::readContainer(
+        block, length, fields.valuePosition, message.data[kOffsetVersion], owner, 1, &descriptors));
     if (!params)
         return false;
-    startMethodCall(SharedPtr<MethodCall>(
-        new MethodCall(this, fields, params, static_cast<int>(clientId), message.messageId, connectionId)));
+    if (!(descriptors || _private->backChannels.hasReceived) ||
+        takeDescriptors(std::string(*fields.objName), std::string(*fields.method), message.messageId,
+                        clientId, connectionId, params.get()))
+        startMethodCall(SharedPtr<MethodCall>(new MethodCall(
+            this, fields, params.release(), static_cast<int>(clientId), message.messageId, connectionId)));
     return true;
 }
 
@@ -206,6 +210,7 @@ void TavixProxy::runMethodCall(SharedPtr<MethodCall> const& call)
     if (_log.get())
         _log->logMethodCall(true, call->objName, call->method, call->params, call->requestId);
     if (!call->isComplete()) {
+        closeDescriptors(call->params);
         ExceptionElem exception("The call names no object or no method", -1);
         call->respond(&exception);
         return;
@@ -218,6 +223,7 @@ void TavixProxy::runMethodCall(SharedPtr<MethodCall> const& call)
             observer = entry->second.observer;
     }
     if (!observer) {
+        closeDescriptors(call->params);
         ExceptionElem exception("Object not found", PROXY_OBJECT_NOT_FOUND);
         call->respond(&exception);
         return;

@@ -1,3 +1,4 @@
+#include "tavix/DescriptorsInternal.h"
 #include "tavix/LogDebug.h"
 #include "tavix/StringLog.h"
 #include "tavix/TavixBus.h"
@@ -64,6 +65,13 @@ TvxObject::TvxObject(TavixBus* bus, SharedPtr<PollLoopIf> const& loop)
     : TableDrivenTavix(kOwnName, METHODS, NUM_METHODS), _activator(loop, _directory), _bus(bus)
 {
     reloadActivationConfig(nullptr);
+}
+
+Element* TvxObject::callMethod(std::string objName, std::string method, Element* params)
+{
+    Element* const result = TableDrivenTavix::callMethod(objName, method, params);
+    closeDescriptors(params);
+    return result;
 }
 
 int TvxObject::getClientId(std::string_view objName)

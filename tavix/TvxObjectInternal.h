@@ -22,6 +22,10 @@ public:
     // Lends bus, shares its loop. Reads the activation configuration that the environment names.
     TvxObject(TavixBus* bus, SharedPtr<PollLoopIf> const& loop);
 
+    using TableDrivenTavix::callMethod;
+    // Closes the descriptors of a call: no method has a use for them.
+    Element* callMethod(std::string objName, std::string method, Element* params) override;
+
     // The owner of a name. Without one, the object is started if the configuration says how: kActivating when
     // it is to be waited for, else -1.
     int getClientId(std::string_view name);

@@ -200,7 +200,7 @@ TEST_F(ServingTest, oddMessagesAreAnsweredIfTheyCanBe)
          "7: !-1 The call names no object or no method"},
         {makeMessage(7, 3, {{"messageType", text("method")}, {"objName", text("clock")}}),
          "7: !-1 The call names no object or no method"},
-        {makeRequest(BackChannel, 7, "clock"), "7: !10 This process does not receive descriptors"},
+        {makeRequest(BackChannel, 7, "clock"), "7: !10 The request for a back channel holds no descriptor"},
         {withDeepValue(plain), "7: !-1 The call could not be decoded"},
         {std::string(plain).replace(7, 1, "\x09"), "7: !-1 The call could not be decoded"}, // the version
     };

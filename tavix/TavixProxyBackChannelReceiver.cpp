@@ -1,0 +1,306 @@
+// The receiver of descriptors. Nothing that comes over the private socket is relied on: what is not as it has to be
+// ends that transfer, and the sender is told why.
+
+#include "tavix/ProxyInternal.h"
+#include "tavix/SocketUtilInternal.h"
+#include "tavix/TavixProxyBackChannelInternal.h"
+#include "tavix/elements/EESFormat.h"
+#include "tavix/elements/EESParser.h"
+#include "tavix/elements/ExceptionElem.h"
+#include "tavix/elements/FileDescriptorElem.h"
+#include "tavix/elements/NullElem.h"
+#include "tavix/elements/StringElem.h"
+#include "tavix/foundation/SingleThreaded.h"
+
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <sys/socket.h>
+
+namespace Tavix {
+
+namespace {
+
+constexpr size_t kMaxName = 107;
+constexpr int kBacklog = 64; // strangers stand in the queue too, and a sender does not wait for a place
+
+std::string baseName(std::string const& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+// The number of a text "/proc/N"; 0 when it is none.
+pid_t processOf(std::string const& text)
+{
+    const std::string prefix = "/proc/";
+    pid_t pid = 0;
+    char const* const end = text.data() + text.size();
+    if (text.compare(0, prefix.size(), prefix) != 0)
+        return 0;
+    auto parsed = std::from_chars(text.data() + prefix.size(), end, pid);
+    return parsed.ec == std::errc() && parsed.ptr == end && pid > 0 ? pid : 0;
+}
+
+// All of them, so that none stays open unseen.
+std::vector<OwnedDescriptor> takeRights(msghdr& header)
+{
+    std::vector<OwnedDescriptor> taken;
+    for (cmsghdr* part = CMSG_FIRSTHDR(&header); part; part = CMSG_NXTHDR(&header, part)) {
+        if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS)
+            continue;
+        for (size_t at = CMSG_LEN(0); at + sizeof(int) <= part->cmsg_len; at += sizeof(int)) {
+            int fd;
+            std::memcpy(&fd, CMSG_DATA(part) + (at - CMSG_LEN(0)), sizeof fd);
+            taken.emplace_back(fd);
+        }
+    }
+    return taken;
+}
+
+} // namespace
+
+ResponseData* TavixProxy::serveBackChannel(MapElem* message, int clientId, unsigned connectionId)
+{
+    std::unique_ptr<MapElem> owned(message);
+    MapElem* answer = new MapElem;
+    answer->addChild("result", _private->backChannels.serve(message->find("params"), clientId, connectionId));
+    return new ResponseData(answer);
+}
+
+Element* BackChannels::serve(Element* params, int clientId, unsigned connectionId)
+{
+    if (auto* name = dynamic_cast<StringElem*>(params)) {
+        withdraw(name->stringValue(), clientId);
+        return new NullElem;
+    }
+    auto* introduction = dynamic_cast<FileDescriptorElem*>(params);
+    if (!introduction)
+        return new ExceptionElem("The request for a back channel holds no descriptor", PROXY_EXCEPTION);
+    if (access(introduction->exe().c_str(), F_OK) != 0)
+        return new ExceptionElem("FileDescriptor requires uds connection", PROXY_EXCEPTION);
+
+    std::unique_ptr<ReceiveFileDescriptorState> state(
+        new ReceiveFileDescriptorState(*this, connectionId, clientId));
+    std::string reason;
+    Ferrule::Guard<std::mutex> guard(lock);
+    dropForgotten();
+    if (this->connectionId() != connectionId)
+        reason = "Connection broken";
+    if (!reason.empty() || !state->listen(baseName(introduction->exe()), introduction->pid(), reason)) {
+        state->close();
+        return new ExceptionElem("Cannot open a back channel: " + reason, PROXY_CONNECTION_ERROR);
+    }
+    MapElem* result = new MapElem;
+    result->addChild("port", new IntegerElem(-1));
+    result->addChild("hostname", new StringElem(state->name));
+    add(std::move(state));
+    return result;
+}
+
+void BackChannels::withdraw(std::string const& name, int clientId)
+{
+    EndedTransfers ended;
+    Ferrule::Guard<std::mutex> guard(lock);
+    auto withdrawn = [&](Transfer* transfer) {
+        auto* receiving = dynamic_cast<ReceiveFileDescriptorState*>(transfer);
+        return receiving && receiving->clientId == clientId && (name.empty() || receiving->name == name);
+    };
+    takeAll(withdrawn, ended);
+    if (name.empty())
+        dropReceived([=](ReceivedDescriptors const& entry) { return entry.clientId == clientId; });
+}
+
+// Under the lock.
+void BackChannels::dropForgotten()
+{
+    const auto limit = std::chrono::steady_clock::now() - kPatience;
+    EndedTransfers ended;
+    auto forgotten = [=](Transfer* transfer) {
+        auto* receiving = dynamic_cast<ReceiveFileDescriptorState*>(transfer);
+        return receiving && receiving->isListening() && receiving->since < limit;
+    };
+    takeAll(forgotten, ended);
+    dropReceived([=](ReceivedDescriptors const& entry) { return entry.since < limit; });
+}
+
+bool ReceiveFileDescriptorState::listen(std::string const& program, std::string const& process,
+                                        std::string& reason)
+{
+    const pid_t pid = processOf(process);
+    if (pid == 0) {
+        reason = "the descriptor names no process";
+        return false;
+    }
+    sender = channels.watchSender(pid);
+    if (!sender) {
+        reason =
+            errno == ESRCH ? "there is no process " + std::to_string(pid) + " here" : std::strerror(errno);
+        return false;
+    }
+    if (!bindListener(program, baseName(process), reason))
+        return false;
+    if (watch(_listener.get(), kReadWatch))
+        return true;
+    reason = "the loop cannot watch it";
+    return false;
+}
+
+// Several transfers at once between the same processes: the name that is free.
+bool ReceiveFileDescriptorState::bindListener(std::string const& program, std::string const& process,
+                                              std::string& reason)
+{
+    _listener.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    std::string tail = "-" + std::to_string(getpid()) + "-" + process;
+    for (int count = 2; _listener.get() >= 0; ++count) {
+        name = program.substr(0, kMaxName - tail.size()) + tail;
+        const sockaddr_un address = makeUnixAddress(name.c_str(), 1);
+        if (bind(_listener.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) == 0)
+            break;
+        if (errno != EADDRINUSE) {
+            reason = std::strerror(errno);
+            return false;
+        }
+        tail = "-" + std::to_string(getpid()) + "-" + process + "-" + std::to_string(count);
+    }
+    if (_listener.get() >= 0 && ::listen(_listener.get(), kBacklog) == 0)
+        return true;
+    reason = std::strerror(errno);
+    return false;
+}
+
+bool ReceiveFileDescriptorState::advance()
+{
+    Step step = kGoOn;
+    while (step == kGoOn) {
+        switch (_state) {
+        case kConnection:
+            step = acceptBackChannelConnection();
+            break;
+        case kIdentifiers:
+            step = receiveRemoteFileDescriptorIdentifiers();
+            break;
+        case kRights:
+            step = receiveFileDescriptorRights();
+            break;
+        }
+    }
+    return step == kEnd;
+}
+
+ReceiveFileDescriptorState::Step ReceiveFileDescriptorState::acceptBackChannelConnection()
+{
+    OwnedDescriptor fd(accept4(_listener.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    if (fd.get() < 0) {
+        if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED)
+            return kWait;
+        std::perror("acceptBackChannelConnection: accept()");
+        return kEnd; // the one who waits there would keep the loop busy
+    }
+    if (peerProcess(fd.get()) != sender->pid)
+        return kWait; // a stranger
+    unwatch();
+    _listener.reset();
+    _connection.reset(new Connection(-1, fd.release(), nullptr, nullptr));
+    if (!watch(_connection->getFd(), kReadWatch))
+        return refuse("the loop cannot watch the back channel");
+    _state = kIdentifiers;
+    return kGoOn;
+}
+
+ReceiveFileDescriptorState::Step ReceiveFileDescriptorState::receiveRemoteFileDescriptorIdentifiers()
+{
+    SharedPtr<Message> message;
+    if (_connection->readData(&message) == -1)
+        return kEnd;
+    if (!message.get())
+        return kWait;
+    std::unique_ptr<Element> root(EESParser::readContainer(message->data + kSizeFieldLength,
+                                                           message->size - kSizeFieldLength, kParsePosition,
+                                                           message->data[kOffsetVersion]));
+    if (!root || !readIdentifiers(root.get()))
+        return refuse("the list of descriptors is not in order");
+    _state = kRights;
+    return kGoOn;
+}
+
+bool ReceiveFileDescriptorState::readIdentifiers(Element* root)
+{
+    Element* const objName = root->getChild("objName");
+    Element* const method = root->getChild("method");
+    Element* const params = root->getChild("params");
+    if (!objName || !method || !params)
+        return false;
+    auto* const list = dynamic_cast<ListElem*>(params->getChild("fdList"));
+    auto* const id = dynamic_cast<IntegerElem*>(params->getChild("requestID"));
+    if (!list || !id || list->size() == 0 || list->size() > kMaxPassedDescriptors)
+        return false;
+    for (Element* element : *list) {
+        if (!dynamic_cast<FileDescriptorElem*>(element))
+            return false;
+        _numbers.push_back(element->intValue());
+    }
+    _key = descriptorKey(objName->stringValue(), method->stringValue(), id->intValue(), clientId);
+    return true;
+}
+
+ReceiveFileDescriptorState::Step ReceiveFileDescriptorState::receiveFileDescriptorRights()
+{
+    char data[2];
+    iovec piece{data, sizeof data};
+    alignas(cmsghdr) char control[CMSG_SPACE(kMaxPassedDescriptors * sizeof(int))];
+    msghdr header{};
+    header.msg_iov = &piece;
+    header.msg_iovlen = 1;
+    header.msg_control = control;
+    header.msg_controllen = sizeof control;
+    const ssize_t length = recvmsg(_connection->getFd(), &header, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    if (length < 0 && (errno == EAGAIN || errno == EINTR))
+        return kWait;
+    if (length <= 0)
+        return kEnd;
+    std::vector<OwnedDescriptor> received = takeRights(header);
+    if (header.msg_flags & MSG_CTRUNC)
+        return refuse("no room for all descriptors, the limit of open ones is reached");
+    if (length != sizeof data || std::memcmp(data, "FD", sizeof data) != 0 ||
+        received.size() != _numbers.size())
+        return refuse("other descriptors came than were announced");
+    return deliver(std::move(received));
+}
+
+ReceiveFileDescriptorState::Step ReceiveFileDescriptorState::deliver(std::vector<OwnedDescriptor>&& received)
+{
+    ReceivedDescriptors entry;
+    entry.connectionId = connectionId;
+    entry.clientId = clientId;
+    entry.sender = sender;
+    entry.since = std::chrono::steady_clock::now();
+    // Of equal numbers the last one counts.
+    for (size_t i = 0; i < received.size(); ++i)
+        entry.descriptors[_numbers[i]] = std::move(received[i]);
+    if (send(_connection->getFd(), &kDescriptorsArrived, 1, MSG_NOSIGNAL | MSG_DONTWAIT) == 1) {
+        channels.fdMaps[_key] = std::move(entry);
+        channels.hasReceived = true;
+    }
+    return kEnd;
+}
+
+ReceiveFileDescriptorState::Step ReceiveFileDescriptorState::refuse(char const* reason)
+{
+    std::fprintf(stderr, "TavixProxy: descriptors of process %d refused: %s\n", static_cast<int>(sender->pid),
+                 reason);
+    const std::string answer = kDescriptorsRefused + std::string(reason);
+    send(_connection->getFd(), answer.data(), answer.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    return kEnd;
+}
+
+void ReceiveFileDescriptorState::close()
+{
+    unwatch();
+    _connection.reset();
+    _listener.reset();
+    sender.reset();
+}
+
+} // namespace Tavix
