@@ -1,7 +1,7 @@
 #include "tavix/TableDrivenTavix.h"
 
-#include "tavix/ServedObjectInternal.h"
 #include "tavix/DescriptorsInternal.h"
+#include "tavix/ServedObjectInternal.h"
 #include "tavix/TavixProxy.h"
 
 namespace Tavix {

@@ -1,5 +1,6 @@
 #include "tavix/TavixTemplate.h"
 
+#include "tavix/DescriptorsInternal.h"
 #include "tavix/ServedObjectInternal.h"
 #include "tavix/TavixProxy.h"
 #include "tavix/foundation/Check.h"
@@ -51,8 +52,10 @@ bool TavixTemplate::handleMethod(SharedPtr<MethodInvocation> invocation)
     return entry->second->invoke(this, invocation);
 }
 
-Element* TavixTemplate::callMethod(std::string objName, std::string method, Element*)
+Element* TavixTemplate::callMethod(std::string objName, std::string method, Element* params)
 {
+    if (params)
+        closeDescriptors(params);
     return callBuiltInMethod(this, objName == name, method);
 }
 

@@ -1,16 +1,20 @@
-// A process at the bus under QZV_RUNTIME_DIR, in one of two parts.
+// A process at the bus under QZV_RUNTIME_DIR, in one of four parts.
 //   owner NAME...               serves these objects until standard input ends; says "ready" when it does, and
 //                               what it hears of observers
+//   mortal NAME PASSES          the same for one object, and dies after so many passes of the loop
+//   sender OBJECT PASSES        sends OBJECT four pipes to fill, and dies after so many passes of the loop
 //   caller OBJECT METHOD COUNT  has COUNT calls open at once, the last of them blocking, and says of each the
 //                               code and the text of the exception that ended it
 #include <tavix/tavix.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 using namespace Tavix;
@@ -21,6 +25,20 @@ void say(std::string const& line)
 {
     std::puts(line.c_str());
     std::fflush(stdout);
+}
+
+// Does something with every descriptor in a tree.
+void visit(Element* params, FileDescriptorVisitor::Callback callback)
+{
+    FileDescriptorVisitor visitor(callback, nullptr, "");
+    params->accept(&visitor);
+}
+
+void fill(void*, FileDescriptorElem* element, std::string const&)
+{
+    if (write(element->intValue(), "filled", 6) != 6)
+        say("the reader has gone");
+    close(element->intValue());
 }
 
 class Owner : public SharedObjectObserver {
@@ -53,10 +71,18 @@ public:
             say("last " + JsonVisitor::toJsonString(params));
             return new NullElem;
         }
-        if (method == "via") // hands {"object", "method", "params"} on
-            return _proxy.callMethod(params->getChild("object")->stringValue(),
-                                     params->getChild("method")->stringValue(), params->getChild("params"),
-                                     result);
+        if (method == "fill") {
+            visit(params, fill);
+            return new NullElem;
+        }
+        if (method == "via") { // hands {"object", "method", "params"} on
+            Element* answer = _proxy.callMethod(params->getChild("object")->stringValue(),
+                                                params->getChild("method")->stringValue(),
+                                                params->getChild("params"), result);
+            visit(params,
+                  [](void*, FileDescriptorElem* passed, std::string const&) { close(passed->intValue()); });
+            return answer;
+        }
         return new ExceptionElem("Unknown method", -1);
     }
 
@@ -84,7 +110,7 @@ private:
     int _count = 0;
 };
 
-int serve(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char** names)
+int serve(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char** names, int passes)
 {
     Owner owner(proxy);
     RemoteProxyResult result;
@@ -98,8 +124,10 @@ int serve(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char** names)
     loop->addSource(
         input, [](void**, void* flag) { *static_cast<bool*>(flag) = true; }, &ended);
     say("ready");
-    while (!ended)
+    for (; !ended && passes != 0; --passes)
         loop->iterate();
+    if (!ended)
+        raise(SIGKILL);
     loop->removeSource(input);
     loop->deleteSource(input);
     return 0;
@@ -125,15 +153,35 @@ int call(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char const* objec
     return 0;
 }
 
+int sendAndDie(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char const* object, int passes)
+{
+    int left = 4;
+    for (int i = 0; i < 4; ++i) {
+        int ends[2];
+        if (pipe(ends) != 0)
+            return 1;
+        FileDescriptorElem params(ends[1], "", "", "");
+        proxy.callMethodAsync(object, "fill", &params, report, &left);
+    }
+    for (; left > 0 && passes > 0; --passes)
+        loop->iterate();
+    return raise(SIGKILL);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+    signal(SIGPIPE, SIG_IGN);
     SharedPtr<PollLoopIf> loop(new SelectLoopGlue);
     TavixProxy proxy(loop);
     if (argc < 3 || !proxy.connect(nullptr, 0))
         return 1;
-    if (std::string(argv[1]) == "owner")
-        return serve(loop, proxy, argv + 2);
-    return argc == 5 ? call(loop, proxy, argv[2], argv[3], std::atoi(argv[4])) : 1;
+    const std::string role = argv[1];
+    if (role == "owner")
+        return serve(loop, proxy, argv + 2, -1);
+    if (argc == 5)
+        return call(loop, proxy, argv[2], argv[3], std::atoi(argv[4]));
+    const int passes = argc == 4 ? std::atoi(std::exchange(argv[3], nullptr)) : -1;
+    return role == "sender" ? sendAndDie(loop, proxy, argv[2], passes) : serve(loop, proxy, argv + 2, passes);
 }
