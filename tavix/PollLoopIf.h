@@ -10,7 +10,8 @@ constexpr unsigned kReadWatch = 0x01;
 constexpr unsigned kWriteWatch = 0x10;
 
 // Runs on the thread that iterates, with no lock of the loop held. It may add, remove and delete any source,
-// its own too, and may iterate the loop again. It does not delete the loop and throws nothing.
+// its own too, and may iterate the loop again. It does not delete the loop. What it throws leaves through
+// iterate, and the sources that were still to be called have their turn in the next pass.
 typedef void (*SourceCallback)(void** source, void* context);
 
 // An event loop over descriptors. A source is one watched descriptor; its handle is opaque and belongs to the
@@ -41,7 +42,9 @@ public:
     virtual int sourceAddWatch(void** source, unsigned watch) = 0;
     virtual int sourceRemoveWatch(void** source, unsigned watch) = 0;
 
-    // Inside the source's callback: whether this event found the descriptor readable, or writable.
+    // Inside the source's callback: whether this event found the descriptor readable, or writable. A socket that hangs
+    // up is readable. A callback that finds neither has been called for another hang-up or an error, or for something
+    // that a pass within this one has used up.
     virtual int sourceIsReadable(void** source, bool& readable) = 0;
     virtual int sourceIsWritable(void** source, bool& writable) = 0;
 
