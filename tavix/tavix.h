@@ -5,6 +5,7 @@
 
 #include <tavix/Connection.h>
 #include <tavix/CoreRequest.h>
+#include <tavix/EpollLoopGlue.h>
 #include <tavix/FrameBlocks.h>
 #include <tavix/IntervalTimer.h>
 #include <tavix/LogDebug.h>
