@@ -7,6 +7,7 @@
 #include <tavix/CoreRequest.h>
 #include <tavix/EpollLoopGlue.h>
 #include <tavix/FrameBlocks.h>
+#include <tavix/GlibSelectLoop.h>
 #include <tavix/IntervalTimer.h>
 #include <tavix/LogDebug.h>
 #include <tavix/Message.h>
