@@ -3,6 +3,7 @@
 
 // Every public class of Tavix. Each also has its own header, named after it.
 
+#include <tavix/CSelectLoop.h>
 #include <tavix/Connection.h>
 #include <tavix/CoreRequest.h>
 #include <tavix/EpollLoopGlue.h>
@@ -26,8 +27,9 @@
 #include <tavix/TableDrivenTavix.h>
 #include <tavix/TavixBus.h>
 #include <tavix/TavixProxy.h>
-#include <tavix/TavixTemplate.h>
 #include <tavix/TavixProxyThreaded.h>
+#include <tavix/TavixTemplate.h>
+#include <tavix/TvxPollLoopFunctions.h>
 #include <tavix/elements/BinaryElem.h>
 #include <tavix/elements/BooleanElem.h>
 #include <tavix/elements/DoubleElem.h>

@@ -28,7 +28,7 @@ headers() {
     [ -s "$work/list" ]
     xargs -a "$work/list" -n 1 -P 2 sh -c 'echo "#include <$4>" |
         $0 $1 $2 $3 -fsyntax-only -x c++ - || { echo "in $4"; exit 255; }' "${CXX:-g++}" -std=c++17 "$strict" "$cflags"
-    for c_header in capi.h elements/TvxResult.h foundation/Export.h; do
+    for c_header in capi.h TvxPollLoopFunctions.h elements/TvxResult.h foundation/Export.h; do
         printf '#include <tavix/%s>\nextern int something;\n' "$c_header" |
             ${CC:-gcc} -std=c99 $strict $cflags -fsyntax-only -x c -
     done
