@@ -1,27 +1,27 @@
-// What every loop promises. A new loop enters the list at the end.
+// What every loop promises.
+#include "support/Loops.h"
 #include "support/SocketPair.h"
-#include "tavix/SelectLoopGlue.h"
+#include "tavix/foundation/Semaphore.h"
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
+#include <thread>
 
 using namespace Tavix;
 
 namespace {
-
-struct LoopKind {
-    char const* name;
-    PollLoopIf* (*create)();
-};
 
 // A registered source over one end of a socket pair. Its callback notes what the loop reports.
 struct Station {
     Station(PollLoopIf& loop, unsigned watch) : loop(loop)
     {
         EXPECT_EQ(0, loop.newSource(sockets.near(), &source));
-        EXPECT_EQ(0, loop.sourceAddWatch(source, watch));
+        if (watch) {
+            EXPECT_EQ(0, loop.sourceAddWatch(source, watch));
+        }
         EXPECT_EQ(0, loop.addSource(source, onEvent, this));
     }
     ~Station() { remove(); }
@@ -52,8 +52,11 @@ struct Station {
         Station& self = *static_cast<Station*>(context);
         EXPECT_EQ(self.source, source);
         ++self.calls;
-        self.loop.sourceIsReadable(source, self.readable);
-        self.loop.sourceIsWritable(source, self.writable);
+        bool found = false;
+        self.loop.sourceIsReadable(source, found);
+        self.readable |= found;
+        self.loop.sourceIsWritable(source, found);
+        self.writable |= found;
         if (self.action)
             self.action();
     }
@@ -63,12 +66,20 @@ struct Station {
     void** source = nullptr;
     std::function<void()> action;
     int calls = 0;
-    bool readable = false;
+    bool readable = false; // in any call
     bool writable = false;
 };
 
 class PollLoopContract : public testing::TestWithParam<LoopKind> {
 protected:
+    void settle()
+    {
+        for (int pass = 0; loop->check(); ++pass) {
+            ASSERT_LT(pass, 200) << "the loop does not come to rest";
+            loop->iterate();
+        }
+    }
+
     std::unique_ptr<PollLoopIf> loop{GetParam().create()};
 };
 
@@ -83,6 +94,7 @@ TEST_P(PollLoopContract, reportsWhatIsWatchedAndReady)
             station.send();
         station.watch(kReadWatch, c.reading);
         station.watch(kWriteWatch, c.writing);
+        station.readable = station.writable = false;
         loop->iterate();
         EXPECT_EQ(c.reading && c.data, station.readable);
         EXPECT_EQ(c.writing, station.writable);
@@ -138,7 +150,7 @@ TEST_P(PollLoopContract, nestedPassUsesUpReadiness)
             const bool outermost = received == 0;
             if (outermost)
                 station.send(); // for the nested pass to find
-            if (station.readable) {
+            if (std::exchange(station.readable, false)) {
                 EXPECT_TRUE(station.receive());
                 ++received;
             }
@@ -153,18 +165,133 @@ TEST_P(PollLoopContract, nestedPassUsesUpReadiness)
     EXPECT_EQ(4, received);
 }
 
-TEST_P(PollLoopContract, checkInACallbackTakesNoTurnAway)
+TEST_P(PollLoopContract, checkInACallbackLosesNothing)
 {
     Station first(*loop, kReadWatch);
     Station second(*loop, kReadWatch);
-    first.action = second.action = [&] { EXPECT_TRUE(loop->check()); };
-    first.send();
-    second.send();
-    loop->iterate();
+    for (Station* station : {&first, &second}) {
+        station->send();
+        station->action = [=] {
+            const bool more = loop->check();
+            EXPECT_TRUE(!station->receive() || more);
+        };
+    }
+    settle();
     EXPECT_TRUE(first.readable && second.readable);
 }
 
-INSTANTIATE_TEST_SUITE_P(Loops, PollLoopContract, testing::Values(LoopKind{"select", select_loop_glue_new}),
+// A callback iterates until another one, called within, has removed both of them and one that has had no turn.
+TEST_P(PollLoopContract, anySourceMayGoInANestedPass)
+{
+    std::deque<Station> stations;
+    int depth = 0;
+    for (int i = 0; i < 3; ++i) {
+        Station& station = stations.emplace_back(*loop, kReadWatch);
+        station.send();
+        station.action = [&] {
+            station.receive();
+            if (++depth == 1) {
+                while (depth < 2)
+                    loop->iterate();
+            } else {
+                for (Station& each : stations)
+                    each.remove();
+            }
+        };
+    }
+    loop->iterate();
+    EXPECT_EQ(2, depth);
+}
+
+TEST_P(PollLoopContract, hangUpIsReadableToThoseWhoWatch)
+{
+    Station watching(*loop, kReadWatch);
+    Station resting(*loop, kReadWatch);
+    resting.watch(kReadWatch, false);
+    resting.sockets.closeFar();
+    settle();
+    EXPECT_EQ(0, resting.calls);
+    watching.sockets.closeFar();
+    resting.watch(kReadWatch, true);
+    loop->iterate();
+    EXPECT_TRUE(watching.readable && resting.readable);
+}
+
+// Whichever comes first throws, also out of a pass within its callback.
+TEST_P(PollLoopContract, exceptionsLeaveThroughTheLoop)
+{
+    Station first(*loop, kReadWatch);
+    Station second(*loop, kReadWatch);
+    for (Station* station : {&first, &second}) {
+        station->send();
+        station->action = [&, station] {
+            if (first.calls + second.calls < 3)
+                loop->iterate();
+            station->receive();
+            throw std::string("thrown");
+        };
+    }
+    EXPECT_THROW(loop->iterate(), std::string);
+    EXPECT_EQ(3, first.calls + second.calls);
+    first.action = second.action = nullptr;
+    first.send();
+    second.send();
+    std::thread([&] { loop->iterate(); }).join(); // nothing stays locked or owned
+    EXPECT_TRUE(loop->check());
+}
+
+// More than one pass of epoll takes.
+TEST_P(PollLoopContract, everyOneOfManyHasItsTurn)
+{
+    std::deque<Station> stations;
+    for (int i = 0; i < 70; ++i) {
+        Station& station = stations.emplace_back(*loop, kReadWatch);
+        station.send();
+        station.action = [&] { station.receive(); };
+    }
+    settle();
+    for (Station const& station : stations)
+        EXPECT_TRUE(station.readable);
+}
+
+// One thread runs the loop, two others change it and wait for what comes of that. In the end a removal alone has to
+// bring the thread out of the loop.
+TEST_P(PollLoopContract, changesByOtherThreadsReachTheLoop)
+{
+    std::deque<Ferrule::Semaphore> called[2]; // outlive their sources, as a call may be under way
+    std::atomic<int> changing{2};
+    std::thread runner([&] {
+        while (changing > 0)
+            loop->iterate();
+    });
+    auto change = [&](std::deque<Ferrule::Semaphore>& calls) {
+        SocketPair sockets;
+        sockets.closeFar();
+        for (int round = 0; round < 300; ++round) {
+            void** source = nullptr;
+            loop->newSource(sockets.near(), &source);
+            if (round % 2 == 0)
+                loop->sourceAddWatch(source, kReadWatch);
+            auto post = [](void**, void* semaphore) { static_cast<Ferrule::Semaphore*>(semaphore)->post(); };
+            EXPECT_EQ(0, loop->addSource(source, post, &calls.emplace_back(0)));
+            loop->sourceAddWatch(source, kWriteWatch);
+            calls.back().wait();
+            loop->sourceRemoveWatch(source, round % 3 == 0 ? kReadWatch | kWriteWatch : kWriteWatch);
+            for (int i = 0; i < 1000 && round == 299; ++i)
+                std::this_thread::yield(); // for the runner to go to sleep
+            changing -= round == 299;
+            EXPECT_EQ(0, loop->removeSource(source));
+            EXPECT_EQ(0, loop->deleteSource(source));
+        }
+    };
+    std::thread others[] = {std::thread(change, std::ref(called[0])),
+                            std::thread(change, std::ref(called[1]))};
+    for (std::thread& other : others)
+        other.join();
+    runner.join();
+}
+
+INSTANTIATE_TEST_SUITE_P(Loops, PollLoopContract, testing::ValuesIn(kLoopKinds),
                          [](auto const& info) { return info.param.name; });
 
 } // namespace

@@ -1,8 +1,8 @@
 #ifndef TAVIX_TESTS_SUPPORT_TESTBUS_H
 #define TAVIX_TESTS_SUPPORT_TESTBUS_H
 
+#include "support/Loops.h"
 #include "support/RawClient.h"
-#include "tavix/SelectLoopGlue.h"
 #include "tavix/SharedObjectObserver.h"
 #include "tavix/TavixBus.h"
 #include "tavix/TavixProxy.h"
@@ -15,12 +15,12 @@
 // The number of descriptors that this process has open.
 long countDescriptors();
 
-// A loop that the test steps by hand.
+// A loop that the test steps by hand; TAVIX_TEST_LOOP says of which kind.
 struct StepLoop {
     // Runs passes until nothing is ready. Fails the test when that does not come to an end.
     void settle();
 
-    SharedPtr<Tavix::PollLoopIf> loop{new Tavix::SelectLoopGlue};
+    SharedPtr<Tavix::PollLoopIf> loop{newTestLoop()};
 };
 
 // A bus and its clients in one thread: who waits steps the loop.
