@@ -1,5 +1,7 @@
 #include "tavix-bus/Broker.h"
 
+#include <tavix/EpollLoopGlue.h>
+#include <tavix/GlibSelectLoop.h>
 #include <tavix/SelectLoopGlue.h>
 
 #include <cstdlib>
@@ -7,6 +9,13 @@
 #include <unistd.h>
 
 namespace {
+
+Tavix::PollLoopIf* newLoop(std::string const& name)
+{
+    if (name == "select")
+        return Tavix::select_loop_glue_new();
+    return name == "glib" ? Tavix::glib_select_loop_new() : Tavix::epoll_loop_glue_new();
+}
 
 // A variable of the environment that has another value for a while. What the bus's constructor reads is for
 // the bus alone, and not for the programs that it starts.
@@ -40,7 +49,7 @@ bool Broker::start(Options const& options, int unixListener, int tcpListener, Si
                    std::string& error)
 {
     _options = &options;
-    _loop = SharedPtr<Tavix::PollLoopIf>(Tavix::select_loop_glue_new());
+    _loop = SharedPtr<Tavix::PollLoopIf>(newLoop(options.loop));
     if (!_loop.get() || !_signals.watch(_loop, std::move(handler))) {
         error = "no memory or descriptor left to start with";
         close(unixListener);

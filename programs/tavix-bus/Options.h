@@ -15,7 +15,7 @@ enum ExitCode {
 
 // What the command line says.
 struct Options {
-    std::string loop = "select";
+    std::string loop = "epoll";
     std::string address;
     bool onTcp = false;
     int tcpPort = 0; // 0: TAVX_TCPPORT, or 5010

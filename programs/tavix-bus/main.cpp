@@ -42,8 +42,10 @@ Examples:
 void describe(CLI::App& app, Options& options)
 {
     app.set_version_flag("--version", "tavix-bus " TAVIX_VERSION);
-    app.add_option("--loop", options.loop, "The event loop to run on: select, which is the default")
-        ->check(CLI::IsMember({"select"}).description(""))
+    app.add_option("--loop", options.loop,
+                   "The event loop to run on: epoll, which is the default,\n"
+                   "select or glib")
+        ->check(CLI::IsMember({"epoll", "select", "glib"}).description(""))
         ->type_name("NAME");
     app.add_option("--address", options.address, "Path of the Unix domain socket, in place of the default")
         ->type_name("PATH");
