@@ -4,6 +4,7 @@
 //   uptime, load, memory       no parameter
 //   processes                  how many of those with most memory (an integer, 5 when absent)
 //   list                       the path of a directory (a text)
+//   report                     {"to": an open descriptor}, into which it writes the three above as text
 //   measureLoad                over how many seconds (a number, 1 when absent); answers late
 //   generateInterfaceDescription
 //
@@ -19,6 +20,7 @@
 #include "LoadMeter.h"
 #include "LoadTicker.h"
 #include "MachineFacts.h"
+#include "Report.h"
 
 #include <tavix/tavix.h>
 
@@ -64,6 +66,11 @@ Element* list(TableDrivenTavix*, std::string const&, std::string const&, Element
     return readDirectory(params->stringValue());
 }
 
+Element* report(TableDrivenTavix*, std::string const&, std::string const&, Element* params)
+{
+    return writeReport(params);
+}
+
 class Machine : public TableDrivenTavix {
 public:
     Machine(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy);
@@ -92,6 +99,7 @@ const TableDrivenTavix::Entry Machine::kMethods[] = {
     {"memory", memory},
     {"processes", processes},
     {"list", list},
+    {"report", report},
     {"firstObserverAdded", firstObserverAdded},
     {"lastObserverRemoved", lastObserverRemoved},
 };
@@ -156,6 +164,7 @@ void Machine::_populateInterfaceDescription(Element* description)
         {"memory", "How much memory there is"},
         {"processes", "The processes with most memory: how many (an integer)"},
         {"list", "The entries of a directory: its path"},
+        {"report", "Writes uptime, load and memory into an open descriptor: {\"to\": descriptor}"},
         {"measureLoad", "How busy the processors are: over how many seconds; answers late"},
         {"firstObserverAdded", "From the bus: an event is observed"},
         {"lastObserverRemoved", "From the bus: an event is not observed any more"},

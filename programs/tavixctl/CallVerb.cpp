@@ -1,12 +1,14 @@
 // tavixctl call: one method call, its argument and its result as JSON.
 
 #include "tavixctl/BusClient.h"
+#include "tavixctl/DescriptorArgument.h"
 #include "tavixctl/Json.h"
 #include "tavixctl/JsonArgument.h"
 #include "tavixctl/StandardOutput.h"
 #include "tavixctl/VerbSetup.h"
 
 #include <optional>
+#include <vector>
 
 namespace {
 
@@ -15,6 +17,7 @@ struct CallOptions {
     std::string object;
     std::string method;
     std::optional<std::string> argument;
+    std::vector<std::string> descriptors;
 };
 
 char const kDescription[] = "Calls METHOD of OBJECT and prints the result as JSON on one line.";
@@ -29,6 +32,7 @@ Examples:
   tavixctl call machine list '"/etc"'
   tavixctl call --timeout 2.5 machine processes 5
   echo '{"path": "/etc", "depth": 2}' | tavixctl call files find -
+  tavixctl call --fd to=/tmp/report:w machine report
   tavixctl call --address 192.0.2.7:5010 machine load)";
 
 ExitCode run(CallOptions const& options)
@@ -41,6 +45,9 @@ ExitCode run(CallOptions const& options)
         if (!argument.get())
             return fail(kUsage, error);
     }
+    DescriptorArguments descriptors;
+    if (!descriptors.addTo(argument, options.descriptors, error))
+        return fail(kUsage, error);
     BusClient client(options.bus);
     ExitCode code = client.connect();
     std::unique_ptr<Tavix::Element> result;
@@ -65,6 +72,15 @@ void addCallVerb(CLI::App& program, VerbAction& action)
             "standard input. When absent no value is sent. Integers\n"
             "have 32 bits")
         ->type_name("");
+    verb->add_option("--fd", options->descriptors,
+                     "Open PATH and put it under the key NAME of the ARGUMENT,\n"
+                     "which is a JSON object or absent. Behind PATH may stand\n"
+                     ":r to read it, which is the default, :w to empty or\n"
+                     "create and write it, :rw to read and write it. Any\n"
+                     "number of times")
+        ->type_size(1)
+        ->allow_extra_args(false)
+        ->type_name("NAME=PATH[:r|w|rw]");
     BusOptions::Texts texts;
     texts.json = "Changes nothing: the result is one line of JSON anyhow";
     finishVerb(*verb, kFooter, options, run, action, texts);
