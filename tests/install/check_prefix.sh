@@ -74,10 +74,11 @@ symbols() {
     readelf -d "$library" | grep -q 'SONAME.*\[libtavix\.so\.1\]'
 }
 
-# The units are as systemd wants them; they name the program where it was configured to be installed.
+# The units are as systemd wants them; they name the program where it was installed, before the tree was moved.
 units() {
     command -v systemd-analyze >/dev/null || { echo "systemd-analyze is missing: nothing is checked"; return 0; }
     cp "$prefix"/lib/systemd/system/tavix-bus.* "$work"
+    grep -q "^ExecStart=${prefix%/*}/made/bin/tavix-bus " "$work"/tavix-bus.service
     sed -i "s,^ExecStart=.*/bin/tavix-bus,ExecStart=$prefix/bin/tavix-bus," "$work"/tavix-bus.service
     systemd-analyze verify --recursive-errors=no "$work"/tavix-bus.service "$work"/tavix-bus.socket 2>&1 | tee "$work/said"
     [ ! -s "$work/said" ]
