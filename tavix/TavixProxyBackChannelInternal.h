@@ -41,8 +41,8 @@ class FileDescriptorElem;
 // The kernel passes no more of them in one message (SCM_MAX_FD).
 constexpr int kMaxPassedDescriptors = 253;
 
-// How long a receiver keeps what nobody comes for, at least: it looks when the next transfer begins. A sender whose
-// connection to the bus broke, in a process that lives on, cannot take its request back.
+// How long a receiver keeps what nobody comes for, or goes on with, at least: it looks when the next transfer begins. A
+// sender whose connection to the bus broke, in a process that lives on, cannot take its request back.
 constexpr std::chrono::seconds kPatience{60};
 
 // The first byte of the receiver's answer.
@@ -176,8 +176,6 @@ public:
 
     const int clientId; // the caller's at the bus
     std::string name;   // what the socket listens on
-    // Nobody has connected.
-    bool isListening() const { return _state == kConnection; }
     const std::chrono::steady_clock::time_point since = std::chrono::steady_clock::now();
     std::shared_ptr<SenderWatch> sender;
 
@@ -266,6 +264,7 @@ public:
     unsigned connectionId() const;
 
     TavixProxy* const proxy;
+    std::chrono::seconds patience = kPatience;
     std::mutex lock;
     std::map<void**, TransferSource*> sources;
     std::map<Transfer*, std::unique_ptr<Transfer>> transfers;

@@ -115,11 +115,11 @@ void BackChannels::withdraw(std::string const& name, int clientId)
 // Under the lock.
 void BackChannels::dropForgotten()
 {
-    const auto limit = std::chrono::steady_clock::now() - kPatience;
+    const auto limit = std::chrono::steady_clock::now() - patience;
     EndedTransfers ended;
     auto forgotten = [=](Transfer* transfer) {
         auto* receiving = dynamic_cast<ReceiveFileDescriptorState*>(transfer);
-        return receiving && receiving->isListening() && receiving->since < limit;
+        return receiving && receiving->since < limit;
     };
     takeAll(forgotten, ended);
     dropReceived([=](ReceivedDescriptors const& entry) { return entry.since < limit; });

@@ -2,6 +2,7 @@
 #include "support/SocketPair.h"
 #include "support/TestBus.h"
 #include "tavix/SocketUtil.h"
+#include "tavix/TavixProxyBackChannelInternal.h"
 #include "tavix/elements/ExceptionElem.h"
 #include "tavix/elements/FileDescriptorElem.h"
 #include "tavix/elements/FileDescriptorVisitor.h"
@@ -17,7 +18,19 @@
 #include <set>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <thread>
+
+// Sockets that take only a little at a time, when this is set.
+static int sendBuffer = 0;
+
+extern "C" int socket(int domain, int type, int protocol) noexcept
+{
+    const int fd = static_cast<int>(syscall(SYS_socket, domain, type, protocol));
+    if (sendBuffer > 0)
+        setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &sendBuffer, sizeof sendBuffer);
+    return fd;
+}
 
 using namespace Tavix;
 using testing::Each;
@@ -118,7 +131,9 @@ TEST_F(TavixProxyBackChannel, descriptorsArriveWhereverTheyStand)
     std::string files;
     for (int i = 0; i < 253; ++i)
         files += file;
-    EXPECT_EQ("\"" + files + "\"", call("owner", "files", makeDescriptors(sockets.near(), 253)));
+    for (sendBuffer = 0; sendBuffer < 2; ++sendBuffer) // the list of numbers in one piece, and in many
+        EXPECT_EQ("\"" + files + "\"", call("owner", "files", makeDescriptors(sockets.near(), 253)));
+    sendBuffer = 0;
     close(null);
 
     // What nobody takes is closed, and none stays none.
@@ -229,7 +244,10 @@ std::string identifiers(Element* list, Element* id = new IntegerElem(9))
     return makeRequest(CallMethod, 0, "owner", "files", params);
 }
 
-// A client asks for a transfer itself: strangers, garbage, and then the transfer as it should be.
+constexpr char kClosed = '0', kStalled = '.';
+
+// A client asks for a transfer itself: strangers, garbage, nothing more, and then the transfer as it should be. Others
+// go on meanwhile.
 TEST_F(TavixProxyBackChannel, badSenderEndsItsTransferOnly)
 {
     const std::string good = identifiers(makeDescriptors(5, 2));
@@ -237,14 +255,16 @@ TEST_F(TavixProxyBackChannel, badSenderEndsItsTransferOnly)
         std::string frame, data;
         int rights;
         char answer;
-    } const cases[] = {{"", "", 0, '0'},
-                       {std::string(20, '\xff'), "", 0, '0'},
+    } const cases[] = {{"", "", 0, kClosed},
+                       {std::string(20, '\xff'), "", 0, kClosed},
                        {makeFrame(0, 0, "garbage"), "", 0, '\1'},
                        {makeRequest(CallMethod, 0, "owner", "files", new IntegerElem(1)), "", 0, '\1'},
                        {identifiers(new ListElem), "", 0, '\1'},
                        {identifiers((new ListElem)->add(5)), "", 0, '\1'},
                        {identifiers(makeDescriptors(5, 254)), "", 0, '\1'},
                        {identifiers(makeDescriptors(5, 1), new StringElem("9")), "", 0, '\1'},
+                       {good.substr(0, 20), "", 0, kStalled},
+                       {good, "", 0, kStalled},
                        {good, "FD", 1, '\1'},
                        {good, "FD", 3, '\1'},
                        {good, "XY", 2, '\1'},
@@ -264,9 +284,11 @@ TEST_F(TavixProxyBackChannel, badSenderEndsItsTransferOnly)
             if (c.rights > 0)
                 sendRights(fd, c.data, c.rights);
             settle();
-            char answer = '0';
-            EXPECT_TRUE(recv(fd, &answer, 1, MSG_DONTWAIT) >= 0 || errno == ECONNRESET);
+            char answer = kClosed;
+            if (recv(fd, &answer, 1, MSG_DONTWAIT) < 0 && errno == EAGAIN)
+                answer = kStalled;
             EXPECT_EQ(c.answer, answer);
+            EXPECT_EQ("\"" + file + "\"", call("owner", "files", makeDescriptors(sockets.near(), 1)));
             close(fd);
         }
         if (stranger)
@@ -278,9 +300,35 @@ TEST_F(TavixProxyBackChannel, badSenderEndsItsTransferOnly)
         ask(new FileDescriptorElem(5, "h", process, "/proc/self/exe"));
         EXPECT_THAT(peer.hear(), HasSubstr("!2 Cannot open"));
     }
-    EXPECT_EQ("\"" + file + "\"", call("owner", "files", makeDescriptors(sockets.near(), 1)));
     peer.close();
     settle();
+    EXPECT_EQ(before, countDescriptors());
+}
+
+TEST_F(TavixProxyBackChannel, whatNobodyGoesOnWithIsGivenUpInTime)
+{
+    BackChannels channels(owner.get());
+    FileDescriptorElem introduction(5, "h", "/proc/" + std::to_string(getpid()), "/proc/self/exe");
+    auto ask = [&] {
+        std::unique_ptr<Element> answer(channels.serve(&introduction, 1, channels.connectionId()));
+        return answer->getChild("hostname")->stringValue();
+    };
+    const std::string good = identifiers(makeDescriptors(5, 1));
+    ask(); // nobody connects
+    RawClient stalled(connectToServerAbstractUnixDomain(ask().c_str()), [this] { settle(); });
+    stalled.send(good.substr(0, 20));
+    const int whole = connectToServerAbstractUnixDomain(ask().c_str()); // but its call never comes
+    EXPECT_EQ(static_cast<ssize_t>(good.size()), write(whole, good.data(), good.size()));
+    sendRights(whole, "FD", 1);
+    EXPECT_TRUE(stalled.isQuiet());
+    close(whole);
+    EXPECT_TRUE(channels.hasReceived);
+    channels.patience = std::chrono::seconds(-1);
+    ask();
+    EXPECT_EQ("end", stalled.hear());
+    stalled.close();
+    EXPECT_EQ(before + 2, countDescriptors()); // the last listener and what watches its sender
+    channels.abandonAll();
     EXPECT_EQ(before, countDescriptors());
 }
 
@@ -295,17 +343,27 @@ TEST_F(TavixProxyBackChannel, badReceiverEndsTheCallWithAReason)
                        {"bad-1-1", "", "!2 The back channel leads to another process"},
                        {pair, "", "!2 The receiver closed the back channel"},
                        {pair, "\1full", "!2 The receiver refused the descriptors: full"},
-                       {pair, "x", "!2 The receiver answered with something else"}};
+                       {pair, "x", "!2 The receiver answered with something else"},
+                       {pair, "the bus goes", "!2 Connection broken"}};
     for (auto const& c : cases) {
         RawClient bad = connectOwner({"bad"});
         const int listener =
             startAbstractUnixDomainServer(c.name[0] && c.name != "bad-none" ? c.name.c_str() : "other");
         answers.texts.clear();
-        send(*caller, "bad", "m", makeDescriptors(sockets.near(), 1));
+        sendBuffer = 1; // the list of numbers stays where it is, for the most part
+        send(*caller, "bad", "m", makeDescriptors(sockets.near(), 253));
         MapElem* result = new MapElem;
         result->addChild("hostname", new StringElem(c.name));
         const Frame request = bad.receive();
         bad.send(makeResponse(request.id, request.clientId, result));
+        settle();
+        sendBuffer = 0;
+        if (c.name == pair) { // others go on
+            EXPECT_EQ("\"" + file + "\"", call("owner", "files", makeDescriptors(sockets.near(), 1)));
+            answers.texts.clear();
+        }
+        if (c.said == "the bus goes")
+            bus.reset();
         settle();
         const int fd = accept(listener, nullptr, nullptr);
         ::send(fd, c.said.data(), c.said.size(), MSG_NOSIGNAL);
@@ -316,6 +374,7 @@ TEST_F(TavixProxyBackChannel, badReceiverEndsTheCallWithAReason)
         bad.close();
         settle();
     }
+    restart();
 }
 
 } // namespace
