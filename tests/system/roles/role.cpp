@@ -1,8 +1,9 @@
 // A process at the bus under QZV_RUNTIME_DIR, in one of four parts.
 //   owner NAME...               serves these objects until standard input ends; says "ready" when it does, and
 //                               what it hears of observers
-//   mortal NAME PASSES          the same for one object, and dies after so many passes of the loop
-//   sender OBJECT PASSES        sends OBJECT four pipes to fill, and dies after so many passes of the loop
+//   mortal NAME STEPS           the same for one object, and dies when it would send once more than that
+//   sender OBJECT STEPS         sends OBJECT eight pipes to fill, dies in the same way, and says before how many are
+//                               not answered
 //   caller OBJECT METHOD COUNT  has COUNT calls open at once, the last of them blocking, and says of each the
 //                               code and the text of the exception that ended it
 #include <tavix/tavix.h>
@@ -12,6 +13,8 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <sys/socket.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -26,6 +29,40 @@ void say(std::string const& line)
     std::puts(line.c_str());
     std::fflush(stdout);
 }
+
+int stepsLeft = -1; // for ever
+int unanswered = 0;
+
+int die()
+{
+    say(std::to_string(unanswered));
+    return raise(SIGKILL);
+}
+
+void step()
+{
+    if (stepsLeft >= 0 && stepsLeft-- == 0)
+        die();
+}
+
+} // namespace
+
+// What the library does on sockets.
+#pragma GCC visibility push(default)
+extern "C" ssize_t send(int fd, void const* data, size_t size, int flags)
+{
+    step();
+    return sendto(fd, data, size, flags, nullptr, 0);
+}
+
+extern "C" ssize_t sendmsg(int fd, msghdr const* message, int flags)
+{
+    step();
+    return syscall(SYS_sendmsg, fd, message, flags);
+}
+#pragma GCC visibility pop
+
+namespace {
 
 // Does something with every descriptor in a tree.
 void visit(Element* params, FileDescriptorVisitor::Callback callback)
@@ -110,7 +147,7 @@ private:
     int _count = 0;
 };
 
-int serve(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char** names, int passes)
+int serve(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char** names, int steps)
 {
     Owner owner(proxy);
     RemoteProxyResult result;
@@ -124,10 +161,9 @@ int serve(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char** names, in
     loop->addSource(
         input, [](void**, void* flag) { *static_cast<bool*>(flag) = true; }, &ended);
     say("ready");
-    for (; !ended && passes != 0; --passes)
+    stepsLeft = steps;
+    while (!ended)
         loop->iterate();
-    if (!ended)
-        raise(SIGKILL);
     loop->removeSource(input);
     loop->deleteSource(input);
     return 0;
@@ -153,19 +189,20 @@ int call(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char const* objec
     return 0;
 }
 
-int sendAndDie(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char const* object, int passes)
+int sendAndDie(SharedPtr<PollLoopIf> const& loop, TavixProxy& proxy, char const* object, int steps)
 {
-    int left = 4;
-    for (int i = 0; i < 4; ++i) {
+    stepsLeft = steps;
+    for (; unanswered < 8; ++unanswered) {
         int ends[2];
         if (pipe(ends) != 0)
             return 1;
         FileDescriptorElem params(ends[1], "", "", "");
-        proxy.callMethodAsync(object, "fill", &params, report, &left);
+        auto count = [](ResponseData const*, void*) { --unanswered; };
+        proxy.callMethodAsync(object, "fill", &params, count, nullptr);
     }
-    for (; left > 0 && passes > 0; --passes)
+    while (unanswered > 0)
         loop->iterate();
-    return raise(SIGKILL);
+    return die();
 }
 
 } // namespace
@@ -182,6 +219,6 @@ int main(int argc, char** argv)
         return serve(loop, proxy, argv + 2, -1);
     if (argc == 5)
         return call(loop, proxy, argv[2], argv[3], std::atoi(argv[4]));
-    const int passes = argc == 4 ? std::atoi(std::exchange(argv[3], nullptr)) : -1;
-    return role == "sender" ? sendAndDie(loop, proxy, argv[2], passes) : serve(loop, proxy, argv + 2, passes);
+    const int steps = argc == 4 ? std::atoi(std::exchange(argv[3], nullptr)) : -1;
+    return role == "sender" ? sendAndDie(loop, proxy, argv[2], steps) : serve(loop, proxy, argv + 2, steps);
 }
