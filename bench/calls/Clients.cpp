@@ -140,7 +140,6 @@ int runCaller(Options const& options)
     std::vector<std::unique_ptr<Tavix::Element>> arguments;
     for (unsigned payload : options.sizes)
         arguments.emplace_back(makeArgument(options, payload));
-    reportReady(options.control);
     return serveCommands(options.control, [&](Command const& command) {
         Tavix::Element* argument = arguments.at(command.payload).get();
         if (command.outstanding == 1)

@@ -131,29 +131,25 @@ Frame const& replyTo(std::size_t requestLength, std::vector<FramePair> const& fr
 int runFloorForwarder(Options const& options)
 {
     Forwarder forwarder(options);
-    reportReady(options.control);
-    for (;;)
-        forwarder.pass();
+    return passForEver(options.control, [&] { forwarder.pass(); });
 }
 
 int runFloorOwner(Options const& options)
 {
     const std::vector<FramePair> frames = captureAllFrames(options);
     Endpoint endpoint(options);
-    reportReady(options.control);
-    for (;;) {
+    return passForEver(options.control, [&] {
         if (endpoint.pass(!endpoint.socket.sending())) {
             Frame const& reply = replyTo(endpoint.socket.frameLength(), frames);
             endpoint.socket.send(reply.data(), reply.size());
         }
-    }
+    });
 }
 
 int runFloorCaller(Options const& options)
 {
     const std::vector<FramePair> frames = captureAllFrames(options);
     Endpoint endpoint(options);
-    reportReady(options.control);
     return serveCommands(options.control, [&](Command const& command) {
         Frame const& request = frames.at(command.payload).request;
         if (command.outstanding == 1)

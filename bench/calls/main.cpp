@@ -4,22 +4,13 @@
 #include "Clients.h"
 #include "Floor.h"
 #include "Measure.h"
-#include "Options.h"
-
-#include <cstdio>
-#include <exception>
+#include "common/Program.h"
 
 namespace {
 
 using namespace Bench;
 
-int runBus(Options const& options)
-{
-    return runEmbeddedBus(options);
-}
-
 const Role<Options> kRoles[] = {
-    {"bus", runBus},
     {"caller", runCaller},
     {"owner", runOwner},
     {"floor-bus", runFloorForwarder},
@@ -27,15 +18,11 @@ const Role<Options> kRoles[] = {
     {"floor-owner", runFloorOwner},
 };
 
-int run(Options const& options)
+void measureAll(Options const& options)
 {
-    if (!options.role.empty())
-        return runRole(options, kRoles);
-    placeProcesses(options);
     TavixSystem tavix(options);
     FloorSystem floor(options);
     printReport(options, measure(options, tavix, floor));
-    return 0;
 }
 
 } // namespace
@@ -44,12 +31,5 @@ int main(int argc, char** argv)
 {
     Options options;
     int exitCode = 0;
-    if (!parseOptions(argc, argv, options, exitCode))
-        return exitCode;
-    try {
-        return run(options);
-    } catch (std::exception const& error) {
-        std::fprintf(stderr, "bench_calls: %s\n", error.what());
-        return 1;
-    }
+    return parseOptions(argc, argv, options, exitCode) ? runProgram(options, kRoles, measureAll) : exitCode;
 }

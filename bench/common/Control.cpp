@@ -8,6 +8,7 @@ namespace Bench {
 
 int serveCommands(int control, std::function<std::vector<float>(Command const&)> const& run)
 {
+    reportReady(control);
     Command command;
     while (read(control, &command, sizeof command) == static_cast<ssize_t>(sizeof command)) {
         const double start = nowMicroseconds();

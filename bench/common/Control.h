@@ -20,12 +20,21 @@ struct Outcome {
     double seconds; // the whole block
 };
 
-// Runs every command that comes until the parent closes its end. run answers the time of each round trip in
-// microseconds, or nothing when several were in flight.
-int serveCommands(int control, std::function<std::vector<float>(Command const&)> const& run);
-
 // Tells the parent that this process can be used.
 void reportReady(int control);
+
+// Does that, and runs every command that comes until the parent closes its end. run answers the time of each round
+// trip in microseconds, or nothing when several were in flight.
+int serveCommands(int control, std::function<std::vector<float>(Command const&)> const& run);
+
+// Tells the parent, and passes without end: the processes of the floor end with their sockets.
+template <class Passing>
+int passForEver(int control, Passing const& pass)
+{
+    reportReady(control);
+    for (;;)
+        pass();
+}
 
 double nowMicroseconds();
 double median(std::vector<float> values);

@@ -45,23 +45,6 @@ void placeProcesses(RunOptions const& options);
 // What the floor waits with, the CPU and its scheduling, the buffers.
 std::string describeRun(RunOptions const& options);
 
-// The role of a child process; it runs until its peers go and answers the exit status.
-template <class Options>
-struct Role {
-    char const* name;
-    int (*run)(Options const&);
-};
-
-template <class Options, unsigned count>
-int runRole(Options const& options, Role<Options> const (&roles)[count])
-{
-    for (Role<Options> const& role : roles) {
-        if (options.role == role.name)
-            return role.run(options);
-    }
-    return 2;
-}
-
 } // namespace Bench
 
 #endif

@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <stdexcept>
 #include <unistd.h>
 
 namespace Bench {
@@ -136,11 +135,6 @@ int runEmbeddedBus(RunOptions const& options)
     std::fflush(stdout);
     for (;;)
         loop->iterate();
-}
-
-void fail(char const* what)
-{
-    throw std::runtime_error(what);
 }
 
 } // namespace Bench

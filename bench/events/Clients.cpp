@@ -110,7 +110,6 @@ private:
 int runSender(Options const& options)
 {
     Sender sender(options);
-    reportReady(options.control);
     return serveCommands(options.control, [&](Command const& command) {
         sender.send(command);
         return std::vector<float>();

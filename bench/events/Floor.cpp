@@ -123,9 +123,7 @@ private:
 int runFloorForwarder(Options const& options)
 {
     Forwarder forwarder(options);
-    reportReady(options.control);
-    for (;;)
-        forwarder.pass();
+    return passForEver(options.control, [&] { forwarder.pass(); });
 }
 
 int runFloorObservers(Options const& options)
@@ -138,20 +136,18 @@ int runFloorObservers(Options const& options)
         sockets.emplace_back(options.sockets[slot + 1], options.bufferSize);
         waiter->add(slot, sockets[slot].fd());
     }
-    reportReady(options.control);
-    for (;;) {
+    return passForEver(options.control, [&] {
         waiter->wait();
         for (unsigned slot = 0; slot < observers; ++slot) {
             if ((waiter->ready(slot) & Waiter::kReadable) && sockets[slot].receive())
                 progress.delivered(slot);
         }
-    }
+    });
 }
 
 int runFloorSender(Options const& options)
 {
     FloorSender sender(options);
-    reportReady(options.control);
     return serveCommands(options.control, [&](Command const& command) {
         sender.send(command);
         return std::vector<float>();

@@ -4,21 +4,15 @@
 #include "Clients.h"
 #include "Floor.h"
 #include "Measure.h"
+#include "common/Program.h"
 
 #include <cstdio>
-#include <exception>
 
 namespace {
 
 using namespace Bench;
 
-int runBus(Options const& options)
-{
-    return runEmbeddedBus(options);
-}
-
 const Role<Options> kRoles[] = {
-    {"bus", runBus},
     {"sender", runSender},
     {"observers", runObservers},
     {"stuck", runStuck},
@@ -27,15 +21,11 @@ const Role<Options> kRoles[] = {
     {"floor-observers", runFloorObservers},
 };
 
-int run(Options const& options)
+void measureAll(Options const& options)
 {
-    if (!options.role.empty())
-        return runRole(options, kRoles);
-    placeProcesses(options);
     printFanOut(options, measureFanOut(options));
     std::fflush(stdout);
     printStuck(options, measureStuck(options));
-    return 0;
 }
 
 } // namespace
@@ -44,12 +34,5 @@ int main(int argc, char** argv)
 {
     Options options;
     int exitCode = 0;
-    if (!parseOptions(argc, argv, options, exitCode))
-        return exitCode;
-    try {
-        return run(options);
-    } catch (std::exception const& error) {
-        std::fprintf(stderr, "bench_events: %s\n", error.what());
-        return 1;
-    }
+    return parseOptions(argc, argv, options, exitCode) ? runProgram(options, kRoles, measureAll) : exitCode;
 }

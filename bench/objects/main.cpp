@@ -5,7 +5,7 @@
 #include "Round.h"
 #include "common/Control.h"
 #include "common/Fail.h"
-#include "common/RunOptions.h"
+#include "common/Program.h"
 #include "common/Table.h"
 
 #include <CLI/CLI.hpp>
@@ -108,11 +108,8 @@ int main(int argc, char** argv)
     int exitCode = 0;
     if (!parseArguments(app, argc, argv, exitCode))
         return exitCode;
-    try {
+    return guarded([&] {
         print(options, measure(options));
         return 0;
-    } catch (std::exception const& error) {
-        std::fprintf(stderr, "bench_objects: %s\n", error.what());
-        return 1;
-    }
+    });
 }
