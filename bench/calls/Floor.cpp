@@ -1,7 +1,7 @@
 #include "Floor.h"
 
-#include "Clients.h"
 #include "Frames.h"
+#include "common/BusSystems.h"
 #include "common/Control.h"
 #include "common/Fail.h"
 #include "common/FloorSocket.h"
@@ -157,6 +157,17 @@ int runFloorCaller(Options const& options)
         callInFlight(endpoint, request, command);
         return std::vector<float>();
     });
+}
+
+FloorSystem::FloorSystem(Options const& options) : System(options, kCallParts)
+{
+    SocketPair caller;
+    SocketPair owner;
+    start(kBroker, "floor-bus", {caller.first.get(), owner.first.get()});
+    start(kOwner, "floor-owner", {owner.second.get()});
+    start(kCaller, "floor-caller", {caller.second.get()});
+    for (unsigned part : {+kBroker, +kOwner, +kCaller})
+        waitReady(part);
 }
 
 } // namespace Bench

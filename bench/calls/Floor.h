@@ -2,6 +2,7 @@
 #define TAVIX_BENCH_CALLS_FLOOR_H
 
 #include "Options.h"
+#include "common/System.h"
 
 namespace Bench {
 
@@ -12,6 +13,12 @@ namespace Bench {
 int runFloorForwarder(Options const& options); // two sockets: of the caller, of the owner
 int runFloorOwner(Options const& options);     // one socket
 int runFloorCaller(Options const& options);    // one socket
+
+// All three, over socket pairs. The parts are those of CallSystem.
+class FloorSystem : public System {
+public:
+    explicit FloorSystem(Options const& options);
+};
 
 } // namespace Bench
 

@@ -1,6 +1,6 @@
 #include "Frames.h"
 
-#include "Clients.h"
+#include "common/CallClients.h"
 
 #include <tavix/elements/EESFormat.h>
 
@@ -12,14 +12,14 @@ FramePair captureFrames(Options const& options, unsigned payload)
 {
     FramePair frames;
     LoneProxy caller;
-    std::unique_ptr<Tavix::Element> argument(makeArgument(options, payload));
-    caller.proxy.callMethodAsync(kObjectName, kMethodName, argument.get(), nullptr, nullptr);
+    std::unique_ptr<Tavix::Element> argument(makeArgument(options.style, payload));
+    caller.proxy.callMethodAsync(objectName(0), kMethodName, argument.get(), nullptr, nullptr);
     frames.request = caller.readFrame();
     Tavix::writeBigEndian32(frames.request.data() + Tavix::kOffsetReplyClientId, 1);
 
     LoneProxy owner;
-    std::unique_ptr<Tavix::SharedObjectObserver> object(makeObject(options));
-    owner.proxy.addSharedObject(kObjectName, object.get());
+    std::unique_ptr<Tavix::SharedObjectObserver> object(makeObject(options.style));
+    owner.proxy.addSharedObject(objectName(0), object.get());
     owner.readFrame();
     owner.writeFrame(frames.request);
     frames.reply = owner.readFrame();

@@ -1,7 +1,8 @@
 #ifndef TAVIX_BENCH_CALLS_MEASURE_H
 #define TAVIX_BENCH_CALLS_MEASURE_H
 
-#include "System.h"
+#include "Options.h"
+#include "common/BusSystems.h"
 
 #include <vector>
 

@@ -44,9 +44,9 @@ bool parseOptions(int argc, char** argv, Options& options, int& exitCode)
     addChoices(app, payload, reply, handler);
     if (!parseArguments(app, argc, argv, exitCode))
         return false;
-    options.binary = payload == "binary";
-    options.echo = reply == "echo";
-    options.token = handler == "token";
+    options.style.binary = payload == "binary";
+    options.style.echo = reply == "echo";
+    options.style.token = handler == "token";
     return true;
 }
 

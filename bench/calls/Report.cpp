@@ -55,8 +55,8 @@ void printSyscalls(std::vector<Row> const& rows)
 
 void printReport(Options const& options, std::vector<Row> const& rows)
 {
-    std::printf("argument: %s; reply: %s, by %s; %s\n", options.binary ? "binary" : "string",
-                options.echo ? "the argument" : "null", options.token ? "token" : "value",
+    std::printf("argument: %s; reply: %s, by %s; %s\n", options.style.binary ? "binary" : "string",
+                options.style.echo ? "the argument" : "null", options.style.token ? "token" : "value",
                 describeRun(options).c_str());
     printTimes(options, rows);
     printCpu(rows);

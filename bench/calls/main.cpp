@@ -1,7 +1,6 @@
 // The parent of a run: starts both systems, has them make their blocks of calls in turn and prints what came
 // out. With --role this program is one of the processes measured.
 
-#include "Clients.h"
 #include "Floor.h"
 #include "Measure.h"
 #include "common/Program.h"
@@ -11,8 +10,8 @@ namespace {
 using namespace Bench;
 
 const Role<Options> kRoles[] = {
-    {"caller", runCaller},
-    {"owner", runOwner},
+    {"caller", [](Options const& options) { return runCallers(options, options.style); }},
+    {"owner", [](Options const& options) { return runOwners(options, options.style); }},
     {"floor-bus", runFloorForwarder},
     {"floor-caller", runFloorCaller},
     {"floor-owner", runFloorOwner},
@@ -20,7 +19,7 @@ const Role<Options> kRoles[] = {
 
 void measureAll(Options const& options)
 {
-    TavixSystem tavix(options);
+    CallSystem tavix(options, CallSystem::Setting(), options.loop);
     FloorSystem floor(options);
     printReport(options, measure(options, tavix, floor));
 }

@@ -4,6 +4,8 @@
 #include "common/Fail.h"
 #include "common/RunOptions.h"
 
+#include <tavix/EpollLoopGlue.h>
+#include <tavix/GlibSelectLoop.h>
 #include <tavix/SelectLoopGlue.h>
 #include <tavix/TavixProxy.h>
 
@@ -21,6 +23,14 @@ inline void roundTrip(Tavix::TavixProxy& proxy)
     Tavix::RemoteProxyResult result;
     delete proxy.callMethod("tvx", "listObjects", nullptr, result);
     check(result);
+}
+
+// Gives back a new loop: "select", "epoll" or "glib".
+inline Tavix::PollLoopIf* makeLoop(std::string const& name)
+{
+    if (name == "select")
+        return Tavix::select_loop_glue_new();
+    return name == "glib" ? Tavix::glib_select_loop_new() : Tavix::epoll_loop_glue_new();
 }
 
 // A proxy that is connected to the system's bus, on a loop of its own or on a shared one.

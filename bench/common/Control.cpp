@@ -28,6 +28,13 @@ void reportReady(int control)
         _exit(1);
 }
 
+int standStill(int control)
+{
+    reportReady(control);
+    char end;
+    return read(control, &end, 1) == 0 ? 0 : 1;
+}
+
 double nowMicroseconds()
 {
     timespec now;

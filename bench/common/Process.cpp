@@ -6,6 +6,7 @@
 #include <csignal>
 #include <ctime>
 #include <fcntl.h>
+#include <fstream>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -107,6 +108,16 @@ double Process::cpuMicroseconds() const
     if (clock_getcpuclockid(_pid, &clock) != 0 || clock_gettime(clock, &used) != 0)
         fail("the CPU time of a process cannot be read");
     return static_cast<double>(used.tv_sec) * 1e6 + static_cast<double>(used.tv_nsec) / 1e3;
+}
+
+std::size_t Process::residentBytes() const
+{
+    std::ifstream file("/proc/" + std::to_string(_pid) + "/statm");
+    std::size_t size = 0;
+    std::size_t resident = 0;
+    if (!(file >> size >> resident))
+        fail("/proc is needed");
+    return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
 bool readWithin(int fd, void* data, std::size_t length, unsigned seconds)

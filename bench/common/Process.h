@@ -47,6 +47,9 @@ public:
     // The CPU time that it has used, in microseconds.
     double cpuMicroseconds() const;
 
+    // Its memory that is not swapped out, in bytes.
+    std::size_t residentBytes() const;
+
     // Sends the signal and waits for the end, for at most five seconds.
     void endBy(int signal);
 

@@ -38,6 +38,10 @@ void addRunOptions(CLI::App& app, RunOptions& options, char const* what, char co
     app.add_flag("--strace", options.countSyscalls, "Count the system calls too (needs strace)");
     app.add_option("--floor-wait", options.floorWait, "What the floor waits with: poll, epoll or select")
         ->check(CLI::IsMember({"poll", "epoll", "select"}));
+    app.add_option("--loop", options.loop,
+                   "The broker's loop: select, epoll or glib; default: its own choice")
+        ->check(CLI::IsMember({"select", "epoll", "glib"}))
+        ->take_last();
     app.add_option("--bus", options.bus, "The broker; default: tavix-bus beside this program");
     app.add_flag("--embedded-bus", options.embeddedBus, "A TavixBus in a process of this program instead");
     app.add_option("--wrap", options.wrap,

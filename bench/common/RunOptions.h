@@ -13,6 +13,9 @@ namespace Bench {
 // What the programs that compare two systems of processes have in common. A child process is started with the
 // same arguments and --role in front, so that every process of a run knows the same.
 struct RunOptions {
+    std::vector<unsigned> sizes; // bytes of an argument or an event's value
+    unsigned window = 16;        // events in flight
+
     unsigned blocks = 31;
     unsigned calls = 0; // calls or events per block; 0: as many as fill blockMilliseconds
     unsigned blockMilliseconds = 20;
@@ -21,10 +24,12 @@ struct RunOptions {
     bool batch = false;           // no process takes the CPU from another because it was woken
     int bufferSize = 0;           // of every socket of both systems; 0: the system's default
     bool countSyscalls = false;
-    std::string floorWait = "poll"; // or epoll, select
-    std::string bus;                // the broker's program; empty: the one beside this program
-    bool embeddedBus = false;       // a TavixBus in a process of this program instead
-    std::vector<std::string> wrap;  // "role=command": the role's process is started under this command
+    std::string loop;                  // the broker's: select, epoll or glib; empty: its own choice
+    std::string clientLoop = "select"; // that connections of one process share
+    std::string floorWait = "poll";    // or epoll, select
+    std::string bus;                   // the broker's program; empty: the one beside this program
+    bool embeddedBus = false;          // a TavixBus in a process of this program instead
+    std::vector<std::string> wrap;     // "role=command": the role's process is started under this command
 
     // Of child processes only.
     std::string role;
@@ -41,6 +46,12 @@ bool parseArguments(CLI::App& app, int argc, char** argv, int& exitCode);
 
 // Sets the CPU and the scheduling of this process and of the children to come.
 void placeProcesses(RunOptions const& options);
+
+// Events that one acknowledgement stands for; blocks are multiples of it.
+inline unsigned acknowledgedAtOnce(RunOptions const& options)
+{
+    return options.window > 1 ? options.window / 2 : 1;
+}
 
 // What the floor waits with, the CPU and its scheduling, the buffers.
 std::string describeRun(RunOptions const& options);

@@ -1,8 +1,8 @@
 #include "common/System.h"
 
+#include "common/Client.h"
 #include "common/Fail.h"
 
-#include <tavix/SelectLoopGlue.h>
 #include <tavix/TavixBus.h>
 
 #include <cstdio>
@@ -83,6 +83,13 @@ void System::waitReady(unsigned part)
         fail("a process of the measurement did not start");
 }
 
+void System::startClients(unsigned part, std::string const& role, unsigned clients,
+                          std::vector<int> const& sockets)
+{
+    start(part, role, sockets, {"--clients", std::to_string(clients)});
+    waitReady(part);
+}
+
 std::vector<std::string> System::wrapped(std::string const& role, std::vector<std::string> arguments) const
 {
     for (std::string const& wrap : _options.wrap) {
@@ -93,23 +100,23 @@ std::vector<std::string> System::wrapped(std::string const& role, std::vector<st
     return arguments;
 }
 
-std::vector<std::string> System::busArguments() const
+std::vector<std::string> System::busArguments(std::string const& loop) const
 {
     std::vector<std::string> arguments = ownArguments();
     if (_options.embeddedBus) {
         arguments.insert(arguments.end(), {"--role", "bus"});
-        return arguments;
+    } else {
+        const std::filesystem::path beside = std::filesystem::path(arguments[0]).parent_path() / "tavix-bus";
+        arguments = {_options.bus.empty() ? beside.string() : _options.bus};
+        if (_options.bufferSize > 0)
+            arguments.insert(arguments.end(), {"--buffer-size", std::to_string(_options.bufferSize)});
     }
-    std::string program = _options.bus;
-    if (program.empty())
-        program = (std::filesystem::path(arguments[0]).parent_path() / "tavix-bus").string();
-    arguments = {program};
-    if (_options.bufferSize > 0)
-        arguments.insert(arguments.end(), {"--buffer-size", std::to_string(_options.bufferSize)});
+    if (!loop.empty())
+        arguments.insert(arguments.end(), {"--loop", loop});
     return arguments;
 }
 
-void System::startBus()
+void System::startBus(std::string const& loop)
 {
     _directory = std::make_unique<PrivateDirectory>();
     setenv("QZV_RUNTIME_DIR", _directory->path().c_str(), 1);
@@ -119,7 +126,7 @@ void System::startBus()
     _busOutput = Descriptor(output[0]);
     Descriptor writing(output[1]);
     _processes[kBroker] =
-        std::make_unique<Process>(wrapped("bus", busArguments()), std::vector<int>(), writing.get());
+        std::make_unique<Process>(wrapped("bus", busArguments(loop)), std::vector<int>(), writing.get());
     writing = Descriptor();
     if (!waitForText(_busOutput.get(), "\n", _options.timeoutSeconds))
         fail("the bus did not start");
@@ -127,7 +134,7 @@ void System::startBus()
 
 int runEmbeddedBus(RunOptions const& options)
 {
-    SharedPtr<Tavix::PollLoopIf> loop(new Tavix::SelectLoopGlue);
+    SharedPtr<Tavix::PollLoopIf> loop(makeLoop(options.loop));
     Tavix::TavixBus bus(loop, options.bufferSize, -1, -1);
     if (!bus.isServing())
         return 1;

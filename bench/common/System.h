@@ -35,13 +35,17 @@ protected:
     void start(unsigned part, std::string const& role, std::vector<int> const& sockets,
                std::vector<std::string> const& more = {});
     void waitReady(unsigned part);
+    // Does both, for a process that makes so many connections to the broker.
+    void startClients(unsigned part, std::string const& role, unsigned clients,
+                      std::vector<int> const& sockets = {});
     // Starts the broker, with its socket in a private directory that all children started later find.
-    void startBus();
+    // loop: as RunOptions::loop.
+    void startBus(std::string const& loop);
 
 private:
     // The command line of a process, with what --wrap puts in front of it.
     std::vector<std::string> wrapped(std::string const& role, std::vector<std::string> arguments) const;
-    std::vector<std::string> busArguments() const;
+    std::vector<std::string> busArguments(std::string const& loop) const;
 
     RunOptions const& _options;
     std::unique_ptr<PrivateDirectory> _directory; // outlives the processes

@@ -1,8 +1,9 @@
 #include "Floor.h"
 
-#include "Clients.h"
-#include "Progress.h"
+#include "common/BusSystems.h"
+#include "common/EventClients.h"
 #include "common/FloorSocket.h"
+#include "common/Progress.h"
 #include "common/Waiter.h"
 
 #include <cstdlib>
@@ -152,6 +153,24 @@ int runFloorSender(Options const& options)
         sender.send(command);
         return std::vector<float>();
     });
+}
+
+FloorSystem::FloorSystem(Options const& options, unsigned observers) : System(options, kEventParts)
+{
+    SocketPair progress;
+    SocketPair sender;
+    std::vector<SocketPair> pairs(observers);
+    std::vector<int> near{sender.first.get()};
+    std::vector<int> far{progress.first.get()};
+    for (SocketPair const& pair : pairs) {
+        near.push_back(pair.first.get());
+        far.push_back(pair.second.get());
+    }
+    start(kBroker, "floor-bus", near);
+    start(kObservers, "floor-observers", far);
+    start(kSender, "floor-sender", {progress.second.get(), sender.second.get()});
+    for (unsigned part : {+kBroker, +kObservers, +kSender})
+        waitReady(part);
 }
 
 } // namespace Bench

@@ -2,6 +2,7 @@
 #define TAVIX_BENCH_EVENTS_FLOOR_H
 
 #include "Options.h"
+#include "common/System.h"
 
 namespace Bench {
 
@@ -13,6 +14,12 @@ namespace Bench {
 int runFloorForwarder(Options const& options); // sockets: of the sender, of each observer
 int runFloorObservers(Options const& options); // sockets: where progress is told, of each observer
 int runFloorSender(Options const& options);    // two sockets: the observers' progress, the forwarder
+
+// All three, over socket pairs. The parts are those of EventSystem.
+class FloorSystem : public System {
+public:
+    FloorSystem(Options const& options, unsigned observers);
+};
 
 } // namespace Bench
 

@@ -8,7 +8,7 @@ namespace {
 
 const unsigned kTracedEvents = 200;
 
-FanOutRow measureFanOutRow(Options const& options, TavixSystem& tavix, FloorSystem& floor, unsigned payload)
+FanOutRow measureFanOutRow(Options const& options, EventSystem& tavix, FloorSystem& floor, unsigned payload)
 {
     const std::vector<System*> systems{&tavix, &floor};
     const unsigned unit = acknowledgedAtOnce(options);
@@ -27,7 +27,7 @@ FanOutRow measureFanOutRow(Options const& options, TavixSystem& tavix, FloorSyst
 }
 
 // Fills the socket of the observers that never read, so that what comes later waits in the broker.
-void fillSockets(Options const& options, TavixSystem& system, Command command, std::size_t frame)
+void fillSockets(Options const& options, System& system, Command command, std::size_t frame)
 {
     const unsigned unit = acknowledgedAtOnce(options);
     const std::size_t space = options.bufferSize > 0 ? static_cast<std::size_t>(options.bufferSize) : 212992;
@@ -51,8 +51,8 @@ void limitQueue(Options& options, Command& command, std::size_t frame)
 
 StuckRow measureStuckRow(Options options, unsigned stuck, unsigned payload)
 {
-    TavixSystem with(options, options.readers, stuck);
-    TavixSystem without(options, options.readers, 0);
+    EventSystem with(options, options.readers, stuck, options.loop);
+    EventSystem without(options, options.readers, 0, options.loop);
     const std::vector<System*> systems{&with, &without};
     StuckRow row{};
     row.stuck = stuck;
@@ -62,11 +62,12 @@ StuckRow measureStuckRow(Options options, unsigned stuck, unsigned payload)
     limitQueue(options, command, row.payload);
     fillSockets(options, with, command, row.payload);
 
-    const std::size_t before = with.brokerMemory();
+    Process const& broker = with.process(System::kBroker);
+    const std::size_t before = broker.residentBytes();
     const std::vector<Medians> medians = measureBlocks(options, systems, command);
     row.blocks = options.blocks;
     row.events = command.count;
-    row.growth = (static_cast<double>(with.brokerMemory()) - static_cast<double>(before)) /
+    row.growth = (static_cast<double>(broker.residentBytes()) - static_cast<double>(before)) /
                  (static_cast<double>(row.blocks) * row.events);
     row.with = medians[0];
     row.without = medians[1];
@@ -79,7 +80,7 @@ std::vector<FanOutRow> measureFanOut(Options const& options)
 {
     std::vector<FanOutRow> rows;
     for (unsigned observers : options.observers) {
-        TavixSystem tavix(options, observers, 0);
+        EventSystem tavix(options, observers, 0, options.loop);
         FloorSystem floor(options, observers);
         for (unsigned payload = 0; payload < options.sizes.size(); ++payload) {
             rows.push_back(measureFanOutRow(options, tavix, floor, payload));

@@ -1,8 +1,9 @@
 #ifndef TAVIX_BENCH_EVENTS_MEASURE_H
 #define TAVIX_BENCH_EVENTS_MEASURE_H
 
-#include "System.h"
+#include "Floor.h"
 #include "common/Blocks.h"
+#include "common/BusSystems.h"
 
 namespace Bench {
 

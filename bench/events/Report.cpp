@@ -1,5 +1,5 @@
-#include "Clients.h"
 #include "Measure.h"
+#include "common/EventClients.h"
 #include "common/Table.h"
 
 #include <cstdio>

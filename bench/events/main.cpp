@@ -1,9 +1,9 @@
 // The parent of a run: starts the systems, has them send their blocks of events in turn and prints what came
 // out. With --role this program is one of the processes measured.
 
-#include "Clients.h"
 #include "Floor.h"
 #include "Measure.h"
+#include "common/EventClients.h"
 #include "common/Program.h"
 
 #include <cstdio>

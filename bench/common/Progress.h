@@ -1,8 +1,7 @@
-#ifndef TAVIX_BENCH_EVENTS_PROGRESS_H
-#define TAVIX_BENCH_EVENTS_PROGRESS_H
+#ifndef TAVIX_BENCH_COMMON_PROGRESS_H
+#define TAVIX_BENCH_COMMON_PROGRESS_H
 
-#include "Options.h"
-#include "common/Control.h"
+#include "common/RunOptions.h"
 
 #include <cstdint>
 #include <vector>
@@ -14,7 +13,7 @@ namespace Bench {
 class Progress {
 public:
     // fd: where the sender is told.
-    Progress(Options const& options, unsigned observers, int fd);
+    Progress(RunOptions const& options, unsigned observers, int fd);
 
     // An observer has its next event. Fails when it has more than can have been sent.
     void delivered(unsigned observer);
@@ -30,7 +29,7 @@ private:
 // The sender's side: how many events of a block may still leave.
 class Window {
 public:
-    Window(Options const& options, int fd);
+    Window(RunOptions const& options, int fd);
 
     void begin(unsigned events);
     // Takes the right to send one event; false when it has to wait for the observers, or all have left.

@@ -1,4 +1,4 @@
-#include "Progress.h"
+#include "common/Progress.h"
 
 #include "common/Fail.h"
 
@@ -6,7 +6,7 @@
 
 namespace Bench {
 
-Progress::Progress(Options const& options, unsigned observers, int fd)
+Progress::Progress(RunOptions const& options, unsigned observers, int fd)
     : _atOnce(acknowledgedAtOnce(options)), _fd(fd), _received(observers), _missing(options.window, observers)
 {
 }
@@ -28,7 +28,7 @@ void Progress::delivered(unsigned observer)
         fail("the sender has gone");
 }
 
-Window::Window(Options const& options, int fd) : _window(options.window), _fd(fd)
+Window::Window(RunOptions const& options, int fd) : _window(options.window), _fd(fd)
 {
 }
 

@@ -1,7 +1,8 @@
-#include "Clients.h"
+#include "common/EventClients.h"
 
-#include "Progress.h"
 #include "common/Client.h"
+#include "common/Control.h"
+#include "common/Progress.h"
 
 #include <tavix/elements/StringElem.h>
 
@@ -43,7 +44,7 @@ private:
 
 // One connection of its own, on the loop that all observers share.
 struct ObservingClient : Client {
-    ObservingClient(Options const& options, SharedPtr<Tavix::PollLoopIf> const& loop, Progress& progress,
+    ObservingClient(RunOptions const& options, SharedPtr<Tavix::PollLoopIf> const& loop, Progress& progress,
                     unsigned number)
         : Client(options, loop), observer(progress, number)
     {
@@ -61,7 +62,7 @@ std::unique_ptr<Tavix::Element> makeValue(unsigned payload)
 
 class Sender {
 public:
-    explicit Sender(Options const& options) : _client(options), _window(options, options.sockets.at(0))
+    explicit Sender(RunOptions const& options) : _client(options), _window(options, options.sockets.at(0))
     {
         for (unsigned payload : options.sizes)
             _values.push_back(makeValue(payload));
@@ -107,7 +108,7 @@ private:
 
 } // namespace
 
-int runSender(Options const& options)
+int runSender(RunOptions const& options)
 {
     Sender sender(options);
     return serveCommands(options.control, [&](Command const& command) {
@@ -116,9 +117,9 @@ int runSender(Options const& options)
     });
 }
 
-int runObservers(Options const& options)
+int runObservers(RunOptions const& options)
 {
-    SharedPtr<Tavix::PollLoopIf> loop(new Tavix::SelectLoopGlue);
+    SharedPtr<Tavix::PollLoopIf> loop(makeLoop(options.clientLoop));
     Progress progress(options, options.clients, options.sockets.at(0));
     std::vector<std::unique_ptr<ObservingClient>> clients;
     for (unsigned number = 0; number < options.clients; ++number)
@@ -129,16 +130,14 @@ int runObservers(Options const& options)
     return 0;
 }
 
-int runStuck(Options const& options)
+int runStuck(RunOptions const& options)
 {
-    SharedPtr<Tavix::PollLoopIf> loop(new Tavix::SelectLoopGlue);
+    SharedPtr<Tavix::PollLoopIf> loop(makeLoop(options.clientLoop));
     Progress nobody(options, options.clients, -1);
     std::vector<std::unique_ptr<ObservingClient>> clients;
     for (unsigned number = 0; number < options.clients; ++number)
         clients.push_back(std::make_unique<ObservingClient>(options, loop, nobody, number));
-    reportReady(options.control);
-    char end;
-    return read(options.control, &end, 1) == 0 ? 0 : 1;
+    return standStill(options.control);
 }
 
 Frame captureEvent(unsigned payload)
