@@ -55,8 +55,9 @@ void printSyscalls(std::vector<Row> const& rows)
 
 void printReport(Options const& options, std::vector<Row> const& rows)
 {
-    std::printf("argument: %s; reply: %s, by %s; %s\n", options.style.binary ? "binary" : "string",
-                options.style.echo ? "the argument" : "null", options.style.token ? "token" : "value",
+    std::printf("argument: %s; reply: %s, by %s; floor waits with %s; %s\n",
+                options.style.binary ? "binary" : "string", options.style.echo ? "the argument" : "null",
+                options.style.token ? "token" : "value", options.floorWait.c_str(),
                 describeRun(options).c_str());
     printTimes(options, rows);
     printCpu(rows);

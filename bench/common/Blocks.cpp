@@ -1,6 +1,7 @@
 #include "common/Blocks.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace Bench {
 
@@ -9,36 +10,18 @@ namespace {
 const unsigned kFirstCount = 64; // enough to see how long one takes
 const unsigned kMostCount = 1000000;
 
-class Samples {
-public:
-    explicit Samples(System& system) : _system(system), _cpu(system.parts()) {}
-
-    void add(Command const& command)
-    {
-        std::vector<double> before;
-        for (unsigned part = 0; part < _system.parts(); ++part)
-            before.push_back(_system.process(part).cpuMicroseconds());
-        _time.push_back(static_cast<float>(_system.run(command).microseconds));
-        for (unsigned part = 0; part < _system.parts(); ++part) {
-            const double used = _system.process(part).cpuMicroseconds() - before[part];
-            _cpu[part].push_back(static_cast<float>(used / command.count));
-        }
+void addBlock(Samples& samples, System& system, Command const& command)
+{
+    std::vector<double> before;
+    for (unsigned part = 0; part < system.parts(); ++part)
+        before.push_back(system.process(part).cpuMicroseconds());
+    samples.time.push_back(static_cast<float>(system.run(command).microseconds));
+    samples.cpu.resize(system.parts());
+    for (unsigned part = 0; part < system.parts(); ++part) {
+        const double used = system.process(part).cpuMicroseconds() - before[part];
+        samples.cpu[part].push_back(static_cast<float>(used / command.count));
     }
-
-    Medians medians() const
-    {
-        Medians medians;
-        medians.time = median(_time);
-        for (std::vector<float> const& part : _cpu)
-            medians.cpu.push_back(median(part));
-        return medians;
-    }
-
-private:
-    System& _system;
-    std::vector<float> _time;
-    std::vector<std::vector<float>> _cpu;
-};
+}
 
 } // namespace
 
@@ -47,14 +30,16 @@ unsigned chooseCount(RunOptions const& options, std::vector<System*> const& syst
 {
     const unsigned first = options.calls ? options.calls : std::max(kFirstCount, 2 * command.outstanding);
     command.count = roundedUp(first, unit);
-    double slowest = 0;
+    float slowest = 0;
     for (System* system : systems) {
-        system->run(command);
-        slowest = std::max(slowest, system->run(command).seconds / command.count);
+        Samples samples;
+        addBlock(samples, *system, command);
+        addBlock(samples, *system, command);
+        slowest = std::max(slowest, samples.allCpu().back());
     }
     if (options.calls)
         return command.count;
-    const double fitting = options.blockMilliseconds / 1e3 / slowest;
+    const double fitting = options.blockMilliseconds * 1e3 / slowest;
     return roundedUp(static_cast<unsigned>(std::clamp<double>(fitting, command.count, kMostCount)), unit);
 }
 
@@ -63,20 +48,50 @@ unsigned roundedUp(unsigned count, unsigned unit)
     return (std::max(count, 1u) + unit - 1) / unit * unit;
 }
 
+std::vector<float> Samples::allCpu() const
+{
+    std::vector<float> sums(time.size());
+    for (std::vector<float> const& part : cpu)
+        std::transform(sums.begin(), sums.end(), part.begin(), sums.begin(), std::plus<float>());
+    return sums;
+}
+
+Medians Samples::medians() const
+{
+    Medians medians;
+    medians.time = median(time);
+    medians.allCpu = median(allCpu());
+    for (std::vector<float> const& part : cpu)
+        medians.cpu.push_back(median(part));
+    return medians;
+}
+
+std::vector<Samples> sampleBlocks(RunOptions const& options, std::vector<System*> const& systems,
+                                  Command const& command)
+{
+    std::vector<Samples> samples(systems.size());
+    for (unsigned block = 0; block < options.blocks; ++block) {
+        for (std::size_t i = 0; i < systems.size(); ++i)
+            addBlock(samples[i], *systems[i], command);
+    }
+    return samples;
+}
+
 std::vector<Medians> measureBlocks(RunOptions const& options, std::vector<System*> const& systems,
                                    Command const& command)
 {
-    std::vector<Samples> samples;
-    for (System* system : systems)
-        samples.emplace_back(*system);
-    for (unsigned block = 0; block < options.blocks; ++block) {
-        for (Samples& system : samples)
-            system.add(command);
-    }
     std::vector<Medians> medians;
-    for (Samples const& system : samples)
-        medians.push_back(system.medians());
+    for (Samples const& samples : sampleBlocks(options, systems, command))
+        medians.push_back(samples.medians());
     return medians;
+}
+
+double medianRatio(std::vector<float> const& values, std::vector<float> const& bases)
+{
+    std::vector<float> ratios;
+    for (std::size_t i = 0; i < values.size(); ++i)
+        ratios.push_back(values[i] / bases[i]);
+    return median(ratios);
 }
 
 } // namespace Bench

@@ -78,8 +78,7 @@ void placeProcesses(RunOptions const& options)
 
 std::string describeRun(RunOptions const& options)
 {
-    return "floor waits with " + options.floorWait + "; " +
-           (options.cpu < 0 ? "not pinned" : format("all processes on CPU %d", options.cpu)) +
+    return (options.cpu < 0 ? "not pinned" : format("all processes on CPU %d", options.cpu)) +
            (options.batch ? ", scheduled as a batch" : "") +
            "; socket buffers: " + (options.bufferSize ? format("%d bytes", options.bufferSize) : "default");
 }

@@ -53,7 +53,7 @@ inline unsigned acknowledgedAtOnce(RunOptions const& options)
     return options.window > 1 ? options.window / 2 : 1;
 }
 
-// What the floor waits with, the CPU and its scheduling, the buffers.
+// The CPU and its scheduling, the buffers.
 std::string describeRun(RunOptions const& options);
 
 } // namespace Bench

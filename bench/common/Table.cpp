@@ -21,11 +21,11 @@ std::string payloadName(unsigned bytes)
     return bytes >= 1024 && bytes % 1024 == 0 ? format("%u KiB", bytes / 1024) : format("%u B", bytes);
 }
 
-Table::Table(char const* title, std::vector<char const*> const& columns) : _table(scols_new_table())
+Table::Table(std::string const& title, std::vector<std::string> const& columns) : _table(scols_new_table())
 {
-    std::printf("\n%s\n\n", title);
-    for (char const* column : columns)
-        scols_table_new_column(_table, column, 0, SCOLS_FL_RIGHT);
+    std::printf("\n%s\n\n", title.c_str());
+    for (std::string const& column : columns)
+        scols_table_new_column(_table, column.c_str(), 0, SCOLS_FL_RIGHT);
 }
 
 Table::~Table()

@@ -17,7 +17,7 @@ std::string payloadName(unsigned bytes);
 // A table that is printed when it goes, below its title.
 class Table {
 public:
-    Table(char const* title, std::vector<char const*> const& columns);
+    Table(std::string const& title, std::vector<std::string> const& columns);
     Table(Table const&) = delete;
     Table& operator=(Table const&) = delete;
     ~Table();

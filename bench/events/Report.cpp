@@ -18,13 +18,6 @@ std::string ratio(double value, double base)
     return format("%.2f", value / base);
 }
 
-// What broker, sender and observers use for one event: with all on one CPU, the time per event when nothing else
-// runs there.
-double allCpu(Medians const& medians)
-{
-    return medians.cpu.at(System::kBroker) + medians.cpu.at(kSender) + medians.cpu.at(kObservers);
-}
-
 void printRates(Options const& options, std::vector<FanOutRow> const& rows)
 {
     Table table(
@@ -79,7 +72,8 @@ void printSyscalls(std::vector<FanOutRow> const& rows)
 
 void printFanOut(Options const& options, std::vector<FanOutRow> const& rows)
 {
-    std::printf("events in flight: %u; %s\n", options.window, describeRun(options).c_str());
+    std::printf("events in flight: %u; floor waits with %s; %s\n", options.window, options.floorWait.c_str(),
+                describeRun(options).c_str());
     printRates(options, rows);
     printCpu(rows);
     if (!rows.back().syscalls[kFloor].empty())
@@ -93,11 +87,11 @@ void printStuck(Options const& options, std::vector<StuckRow> const& rows)
     const std::string title = format(
         "Beside observers that never read, %u that do; aim: rate at least 0.90, memory 1 frame an event",
         options.readers);
-    Table table(title.c_str(), {"stuck", "value", "events", "with k/s", "without k/s", "rate", "CPU us",
-                                "without us", "rate by CPU", "memory/event", "frames"});
+    Table table(title, {"stuck", "value", "events", "with k/s", "without k/s", "rate", "CPU us", "without us",
+                        "rate by CPU", "memory/event", "frames"});
     for (StuckRow const& row : rows) {
-        const double with = allCpu(row.with);
-        const double without = allCpu(row.without);
+        const double with = row.with.allCpu;
+        const double without = row.without.allCpu;
         table.add({format("%u", row.stuck), payloadName(row.payload), format("%ux%u", row.blocks, row.events),
                    format("%.1f", perSecond(row.with.time) / 1e3),
                    format("%.1f", perSecond(row.without.time) / 1e3), ratio(row.without.time, row.with.time),

@@ -68,14 +68,11 @@ Samples measure(Options const& options)
 
 void print(Options const& options, Samples const& samples)
 {
-    std::vector<std::string> titles;
+    std::vector<std::string> columns{"step", "cost"};
     for (unsigned objects : options.counts)
-        titles.push_back(format("of %u", objects));
+        columns.push_back(format("of %u", objects));
     for (unsigned objects : options.counts)
-        titles.push_back(format("%u/%u", objects, options.counts.front()));
-    std::vector<char const*> columns{"step", "cost"};
-    for (std::string const& title : titles)
-        columns.push_back(title.c_str());
+        columns.push_back(format("%u/%u", objects, options.counts.front()));
     Table table("CPU time in microseconds, and its ratio to the first column's", columns);
     for (unsigned step = 0; step < kSteps; ++step) {
         std::vector<std::string> cells{kStepTexts[step].text,
