@@ -60,8 +60,12 @@ void EpollLoopGlue::_collectReady(epoll_event const* events, int count, EpollPas
     Ferrule::Guard<std::mutex> guard(_lock);
     for (int i = 0; i < count; ++i) {
         EpollDescriptorInfo* info = static_cast<EpollDescriptorInfo*>(events[i].data.ptr);
-        if (info && info->added && (!info->onEdge || info->watches(events[i].events)))
-            pass.take(info, events[i].events);
+        if (!info || !info->added || (info->onEdge && !info->watches(events[i].events)))
+            continue;
+        // The edge is used up. Another callback's exception may leave the source without its turn in this pass.
+        if (info->onEdge)
+            _control(EPOLL_CTL_MOD, *info, false);
+        pass.take(info, events[i].events);
     }
     _collecting = false;
     _freeDeleted();
@@ -85,9 +89,8 @@ void EpollLoopGlue::_dispatch(EpollPass& pass)
         const SourceCallback callback = info->callback;
         void* const context = info->context;
         // A hang-up alone, which the callback cannot do away with, is not told again until something changes.
-        const bool ready = info->watches(info->ready());
-        if (ready == info->onEdge)
-            _control(EPOLL_CTL_MOD, *info, !ready);
+        if (!info->onEdge && !info->watches(info->ready()))
+            _control(EPOLL_CTL_MOD, *info, true);
         guard.unlock();
         if (callback)
             callback(info->source(), context);
