@@ -109,8 +109,8 @@ void takeNote(GlibSource& record, GIOCondition condition)
     if (condition & (G_IO_IN | G_IO_OUT)) {
         record.readable = condition & G_IO_IN;
         record.writable = condition & G_IO_OUT;
-    } else if (condition & kHangUp) {
-        rest(record);
+    } else if ((condition & kHangUp) && record.callback) {
+        rest(record); // with nobody to tell yet it stays, for the callback that comes
     }
 }
 

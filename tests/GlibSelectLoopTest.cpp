@@ -55,6 +55,14 @@ TEST(GlibSelectLoop, livesInTheMainLoopOfTheApplication)
     g_idle_add(quit, main); // of a lower priority: it has its turn when the pipe is at rest
     g_main_loop_run(main);
     EXPECT_TRUE(reader.calls == 2 && !reader.readable);
+    // Also when the main loop has found the hang-up before somebody was to hear of it.
+    loop.removeSource(source);
+    loop.sourceAddWatch(source, kReadWatch);
+    loop.iterate();
+    loop.addSource(source, Reader::read, &reader);
+    while (loop.check())
+        loop.iterate();
+    EXPECT_EQ(3, reader.calls);
     loop.removeSource(source);
     loop.deleteSource(source);
     g_main_loop_unref(main);
