@@ -136,20 +136,23 @@ void TavixProxyThreaded::poke_main_loop()
         return;
     std::lock_guard<std::mutex> guard(pokeLock);
     if (running)
-        writeCommand(kWake);
+        writeCommand(kWake, MSG_DONTWAIT);
 }
 
 void TavixProxyThreaded::kill_main_loop()
 {
-    writeCommand(kStop);
+    writeCommand(kStop, 0);
 }
 
-void TavixProxyThreaded::writeCommand(char command)
+// A full socket holds wake-ups enough. The thread may be in a long handler, perhaps in one that waits for this caller.
+void TavixProxyThreaded::writeCommand(char command, int flags)
 {
     ssize_t rc;
     do {
-        rc = send(pokeSockets[0], &command, 1, MSG_NOSIGNAL);
+        rc = send(pokeSockets[0], &command, 1, MSG_NOSIGNAL | flags);
     } while (rc < 0 && errno == EINTR);
+    if (rc < 0 && errno == EAGAIN)
+        return;
     if (rc < 0)
         std::perror("poke_main_loop");
     TAVIX_CHECK(rc == 1, "rc == 1");

@@ -62,7 +62,7 @@ private:
     static void* main_loop_func(void* proxy);
     static void source_cb(void** source, void* proxy);
     void kill_main_loop();
-    void writeCommand(char command);
+    void writeCommand(char command, int flags);
     void stopHere();
     void closePokeSockets();
     void runOnLoop(Task const& task);

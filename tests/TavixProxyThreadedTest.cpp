@@ -49,13 +49,15 @@ protected:
             return new StringElem(name);
         }
         if (method == "stop") {
+            entered.post();
+            told.wait();
             host->killMainLoop();
             stopped.post();
         }
         return params->clone();
     }};
     RemoteProxyResult nestedResult = PROXY_OK;
-    Ferrule::Semaphore stopped{0};
+    Ferrule::Semaphore entered{0}, told{0}, stopped{0};
     std::unique_ptr<TavixProxyThreaded> host{new TavixProxyThreaded};
     TavixProxyThreaded client;
 };
@@ -116,6 +118,10 @@ TEST_F(TavixProxyThreadedTest, theEndReleasesEverybodyWhoWaits)
 TEST_F(TavixProxyThreadedTest, aHandlerMayEndItsOwnThread)
 {
     std::thread caller([&] { EXPECT_EQ("2 !2 Connection broken", call(client, "stop")); });
+    entered.wait();
+    for (int i = 0; i < 1000; ++i)
+        host->poke_main_loop(); // more than the handler that does not look at them leaves room for
+    told.post();
     stopped.wait();
     host.reset(); // with the bus
     caller.join();
