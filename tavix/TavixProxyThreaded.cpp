@@ -22,6 +22,9 @@ namespace {
 enum Command : char { kWake = 0, kStop = 1 };
 
 thread_local int _stopFlag = 0;
+// The proxy that the calling thread runs the loop of. The thread's id would not do: once it is joined, the system gives
+// the same to another thread.
+thread_local TavixProxyThreaded const* _proxyOfThread = nullptr;
 
 // The creator's name, cut to 12 characters, with ".rpt" behind it. The kernel keeps 15 of them.
 void nameThread()
@@ -49,7 +52,6 @@ TavixProxyThreaded::TavixProxyThreaded(SharedPtr<PollLoopIf> const& ownLoop)
     rc = loop->addSource(pokeSource, source_cb, this);
     TAVIX_CHECK(rc == 0, "rc == 0");
     loop->sourceAddWatch(pokeSource, kReadWatch);
-    std::lock_guard<std::mutex> guard(taskLock); // the thread begins when its own id is in place
     rc = pthread_create(&thread, nullptr, main_loop_func, this);
     TAVIX_CHECK(rc == 0, "rc == 0");
 }
@@ -68,12 +70,15 @@ TavixProxyThreaded* TavixProxyThreaded::init()
     return proxy;
 }
 
+bool TavixProxyThreaded::isLoopThread() const
+{
+    return _proxyOfThread == this;
+}
+
 void* TavixProxyThreaded::main_loop_func(void* proxy)
 {
     TavixProxyThreaded* self = static_cast<TavixProxyThreaded*>(proxy);
-    {
-        std::lock_guard<std::mutex> guard(self->taskLock);
-    }
+    _proxyOfThread = self;
     nameThread();
     while (!_stopFlag)
         self->loop->iterate();

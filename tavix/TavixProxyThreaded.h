@@ -67,7 +67,7 @@ private:
     void closePokeSockets();
     void runOnLoop(Task const& task);
     void runTasks();
-    bool isLoopThread() const { return pthread_equal(pthread_self(), thread) != 0; }
+    bool isLoopThread() const;
 
     SharedPtr<PollLoopIf> const loop;
     std::atomic<bool> running{true};
