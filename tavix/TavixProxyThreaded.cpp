@@ -82,6 +82,7 @@ void* TavixProxyThreaded::main_loop_func(void* proxy)
     nameThread();
     while (!_stopFlag)
         self->loop->iterate();
+    std::lock_guard<std::mutex> late(self->lateTaskLock);
     {
         std::lock_guard<std::mutex> guard(self->taskLock);
         self->ended = true;
@@ -166,21 +167,30 @@ void TavixProxyThreaded::writeCommand(char command, int flags)
 // Returns when the task has run: on the loop's thread, or here when that thread is at its end.
 void TavixProxyThreaded::runOnLoop(Task const& task)
 {
+    if (isLoopThread()) {
+        task();
+        return;
+    }
     Ferrule::Semaphore done{0};
-    {
-        std::unique_lock<std::mutex> guard(taskLock);
-        if (ended || isLoopThread()) {
-            guard.unlock();
-            task();
-            return;
-        }
-        tasks.push_back([&] {
+    if (!enqueue([&] {
             task();
             done.post();
-        });
+        })) {
+        std::lock_guard<std::mutex> guard(lateTaskLock);
+        task();
+        return;
     }
     poke_main_loop();
     done.wait();
+}
+
+// False when the thread runs no task any more.
+bool TavixProxyThreaded::enqueue(Task task)
+{
+    std::lock_guard<std::mutex> guard(taskLock);
+    if (!ended)
+        tasks.push_back(std::move(task));
+    return !ended;
 }
 
 void TavixProxyThreaded::runTasks()

@@ -66,6 +66,7 @@ private:
     void stopHere();
     void closePokeSockets();
     void runOnLoop(Task const& task);
+    bool enqueue(Task task);
     void runTasks();
     bool isLoopThread() const;
 
@@ -78,6 +79,7 @@ private:
     void** pokeSource = nullptr;
     std::unique_ptr<TavixBus> server; // of the loop's thread
 
+    std::mutex lateTaskLock; // one task at a time when the thread runs none any more
     std::mutex taskLock;     // guards the two below
     std::vector<Task> tasks; // for the loop's thread
     bool ended = false;      // the thread runs no task any more

@@ -109,7 +109,9 @@ TEST_F(TavixProxyThreadedTest, theEndReleasesEverybodyWhoWaits)
     taken.wait(); // the host's own thread waits in a handler now
     host->killMainLoop();
     host->killMainLoop();
-    host->stopServer(); // the client hears of the end of the bus
+    std::thread other([&] { host->stopServer(); }); // both at once, without a thread that does it for them
+    host->stopServer();                             // the client hears of the end of the bus
+    other.join();
     for (std::thread& thread : waiting)
         thread.join();
     EXPECT_EQ(PROXY_CONNECTION_ERROR, nestedResult);
