@@ -117,13 +117,14 @@ void TavixProxyThreaded::killMainLoop()
     if (!running.exchange(false))
         return;
     if (isLoopThread()) {
-        stopHere();
-    } else {
-        kill_main_loop();
-        const int rc = pthread_join(thread, nullptr);
-        TAVIX_CHECK(rc == 0, "rc == 0");
-        joined = true;
+        closePokeSockets();
+        stopHere(); // last: a callback of those who wait may throw
+        return;
     }
+    kill_main_loop();
+    const int rc = pthread_join(thread, nullptr);
+    TAVIX_CHECK(rc == 0, "rc == 0");
+    joined = true;
     closePokeSockets();
 }
 
