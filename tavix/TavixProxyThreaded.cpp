@@ -249,8 +249,14 @@ CoreRequest* TavixProxyThreaded::formatAndSendRequest(EESMessageType type, std::
         result = PROXY_CONNECTION_ERROR;
         return nullptr;
     }
-    return TavixProxy::formatAndSendRequest(type, objName, method, params, wantsResponse, result, callback,
-                                            userData);
+    CoreRequest* const core = TavixProxy::formatAndSendRequest(type, objName, method, params, wantsResponse,
+                                                               result, callback, userData);
+    // The thread may have ended meanwhile, and the request have left on a connection that was made behind its end: the
+    // thread did not find it there, and nobody will read the answer. Without a callback nobody waits for one either;
+    // subscriptions come here under their lock, where no callback may run.
+    if (!running && callback && result == PROXY_OK)
+        endTraffic();
+    return core;
 }
 
 } // namespace Tavix

@@ -4,8 +4,10 @@
 #include "support/TempDir.h"
 #include "support/TestBus.h"
 #include "tavix/elements/IntegerElem.h"
+#include "tavix/elements/NullElem.h"
 #include "tavix/elements/StringElem.h"
 
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
@@ -84,6 +86,29 @@ TEST_F(TavixProxyThreadedTest, aRequestBehindTheEndIsRefusedWithALine)
     testing::internal::CaptureStdout();
     EXPECT_EQ(PROXY_CONNECTION_ERROR, client.sendEvent("echo", "any", nullptr));
     EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::HasSubstr("when its thread is not running"));
+}
+
+// The thread ends while a request is on its way, and another connection has come when the request leaves.
+TEST_F(TavixProxyThreadedTest, theEndOvertakesARequest)
+{
+    struct Interrupting : NullElem { // by what it does while it is encoded
+        explicit Interrupting(std::function<void()> action) : action(std::move(action)) {}
+        void accept(ElementVisitor* visitor) override
+        {
+            action();
+            NullElem::accept(visitor);
+        }
+        const std::function<void()> action;
+    };
+    auto interrupt = [this] {
+        host->stopServer();
+        while (client.isConnected())
+            std::this_thread::yield();
+        client.killMainLoop();
+        host->startServer();
+        EXPECT_TRUE(client.connect(nullptr, 0));
+    };
+    EXPECT_EQ("2 !2 Connection broken", call(client, "any", new Interrupting(interrupt)));
 }
 
 TEST_F(TavixProxyThreadedTest, theEndReleasesEverybodyWhoWaits)
