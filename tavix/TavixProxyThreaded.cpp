@@ -210,6 +210,8 @@ void TavixProxyThreaded::startServer()
     runOnLoop([this] {
         if (!server)
             server.reset(new TavixBus(loop, 0, -1, -1));
+        if (!server->isServing())
+            server.reset();
     });
 }
 

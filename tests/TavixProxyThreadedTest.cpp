@@ -21,6 +21,8 @@ class TavixProxyThreadedTest : public testing::Test {
 protected:
     TavixProxyThreadedTest()
     {
+        setenv("QZV_RUNTIME_DIR", directory.file("absent").c_str(), 1);
+        host->startServer(); // it fails, and leaves room for the next
         setenv("QZV_RUNTIME_DIR", directory.path().c_str(), 1);
         host->startServer();
         host->startServer(); // there is one
