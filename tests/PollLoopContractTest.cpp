@@ -4,6 +4,7 @@
 #include "tavix/foundation/Semaphore.h"
 
 #include <atomic>
+#include <csignal>
 #include <deque>
 #include <functional>
 #include <gtest/gtest.h>
@@ -119,19 +120,22 @@ TEST_P(PollLoopContract, callsAgainWhileReady)
 
 TEST_P(PollLoopContract, callbackMayRemoveAndAddSources)
 {
-    Station first(*loop, kReadWatch);
-    Station second(*loop, kReadWatch);
-    std::unique_ptr<Station> added;
-    first.action = second.action = [&] {
-        first.remove();
-        second.remove();
-        added = std::make_unique<Station>(*loop, kReadWatch);
-        added->send();
-    };
-    first.send();
-    second.send();
+    std::unique_ptr<Station> stations[2];
+    std::unique_ptr<Station> added; // has the numbers of the one that is closed in its favour
+    int calls = 0;
+    for (auto& station : stations) {
+        station = std::make_unique<Station>(*loop, kReadWatch);
+        station->send();
+        station->action = [&] {
+            ++calls;
+            station->remove();
+            stations[&station == &stations[0]].reset();
+            added = std::make_unique<Station>(*loop, kReadWatch);
+            added->send();
+        };
+    }
     loop->iterate();
-    EXPECT_EQ(1, first.calls + second.calls);
+    EXPECT_EQ(1, calls);
     EXPECT_EQ(0, added->calls);
     loop->iterate();
     EXPECT_EQ(1, added->calls);
@@ -238,6 +242,23 @@ TEST_P(PollLoopContract, exceptionsLeaveThroughTheLoop)
     second.send();
     std::thread([&] { loop->iterate(); }).join(); // nothing stays locked or owned
     EXPECT_TRUE(loop->check());
+}
+
+// Programs look at what a handler of theirs has noted when the pass is over.
+TEST_P(PollLoopContract, aSignalEndsAPass)
+{
+    Station station(*loop, kReadWatch);
+    auto* const before = signal(SIGUSR1, [](int) {});
+    std::atomic<bool> over{false};
+    std::thread runner([&] {
+        loop->iterate();
+        over = true;
+    });
+    while (!over)
+        pthread_kill(runner.native_handle(), SIGUSR1);
+    runner.join();
+    signal(SIGUSR1, before);
+    EXPECT_EQ(0, station.calls);
 }
 
 // More than one pass of epoll takes.

@@ -62,6 +62,7 @@ protected:
     }};
     RemoteProxyResult nestedResult = PROXY_OK;
     Ferrule::Semaphore entered{0}, told{0}, stopped{0};
+    const int named = prctl(PR_SET_NAME, "fifteen_letters"); // for the threads to inherit
     std::unique_ptr<TavixProxyThreaded> host{new TavixProxyThreaded};
     TavixProxyThreaded client;
 };
@@ -70,7 +71,7 @@ TEST_F(TavixProxyThreadedTest, callsBlockTheirCallerOnlyAndHandlersMayCall)
 {
     EXPECT_EQ("0 7", call(client, "any", new IntegerElem(7)));
     EXPECT_EQ("0 7", call(*host, "nested", new IntegerElem(7)));
-    EXPECT_EQ("0 \"tavix_tests.rpt\"", call(client, "thread"));
+    EXPECT_EQ("0 \"fifteen_lett.rp\"", call(client, "thread")); // 12 of them, and what the kernel keeps
     EXPECT_EQ("10 !-1 Unknown method", [&] {
         Service none{Service::Answer()};
         host->addSharedObject("none", &none);
