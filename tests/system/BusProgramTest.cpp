@@ -178,6 +178,21 @@ TEST_F(BusProgram, BusThatCannotServeSaysWhyAndTouchesNothing)
     EXPECT_THAT(result.errors, HasSubstr(longDirectory));
 }
 
+TEST_F(BusProgram, BusRunsOnTheLoopOfItsChoice)
+{
+    for (std::string const loop : {"", "epoll", "select", "glib"}) {
+        auto bus = startBus(loop.empty() ? Arguments{} : Arguments{"--loop", loop});
+        EXPECT_EQ(call({"nobody", "method"}).status, 4);
+        bool onEpoll = false;
+        std::error_code closed; // the socket of the call may be, meanwhile
+        for (auto const& fd : fs::directory_iterator("/proc/" + std::to_string(bus->pid()) + "/fd"))
+            onEpoll |= fs::read_symlink(fd, closed) == "anon_inode:[eventpoll]";
+        EXPECT_EQ(onEpoll, loop.empty() || loop == "epoll");
+        bus->signal(SIGTERM);
+        EXPECT_EQ(bus->waitForExit(), 0);
+    }
+}
+
 TEST_F(BusProgram, BusServesOnTcpAsWell)
 {
     BusyPort port;
