@@ -1,5 +1,5 @@
-// The sources of the loop over epoll, which any thread may change. EpollLoopGluePass.cpp tells how the passes cope with
-// that.
+// The sources of the loop over epoll, which any thread may change. EpollLoopGluePass.cpp tells how the passes
+// cope with that.
 #include "tavix/EpollLoopGlueInternal.h"
 
 #include <cerrno>

@@ -21,14 +21,20 @@ struct EpollPass;
 // reach a pass that blocks. When another thread removes a source, its callback may be running at that moment,
 // or be about to: no call begins after that one.
 //
-// Of a hang-up or error with which a descriptor is neither readable nor writable (a pipe without writers, once
-// it is empty) the callback is told once, and finds neither: the descriptor has come to its end. It is called
-// again when the descriptor is ready after all, or its watches change. A socket that hangs up is readable.
+// Of a hang-up or error with which a descriptor is neither readable nor writable (a pipe without writers,
+// once it is empty) the callback is told once, and finds neither: the descriptor has come to its end. It is
+// called again when the descriptor is ready after all, or its watches change. A socket that hangs up is
+// readable.
+//
+// A descriptor that is closed while its source is registered is not told of any more, unless a duplicate of
+// it is left, in another process too: then the kernel goes on reporting a source that nobody can remove. A
+// child of fork leaves the loop and what is on it alone: it shares the registrations with its parent.
 class TAVIX_API EpollLoopGlue : public PollLoopIf {
 public:
     // Ends the process, with a line on standard error, when there is no epoll descriptor to be had.
     EpollLoopGlue();
 
+    // -ENOMEM, and null in *source, without memory.
     int newSource(int fd, void*** source) override;
     // Stops the process when the source is registered.
     int deleteSource(void** source) override;
@@ -37,6 +43,7 @@ public:
     int addSource(void** source, SourceCallback callback, void* context) override;
     // -ENOENT, with a line on standard error, for a source that is not registered.
     int removeSource(void** source) override;
+    // Both answer minus errno, with a line on standard error, when the kernel refuses.
     int sourceAddWatch(void** source, unsigned watch) override;
     int sourceRemoveWatch(void** source, unsigned watch) override;
     int sourceIsReadable(void** source, bool& readable) override;

@@ -45,8 +45,8 @@ struct EpollDescriptorInfo {
 
 const int kEventsPerPass = 50;
 
-// The records that a pass has yet to call, with a reference to each; those that a callback that throws has kept from
-// their turn are ready in the next pass, too.
+// The records that a pass has yet to call, with a reference to each; those that a callback that throws has
+// kept from their turn are ready in the next pass, too.
 struct EpollPass {
     EpollPass() = default;
     EpollPass(EpollPass const&) = delete;

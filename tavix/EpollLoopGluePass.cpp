@@ -1,17 +1,18 @@
-// The passes of the loop over epoll. The kernel keeps the registrations, each with a pointer to the record behind the
-// source, and takes changes up by itself while a pass waits. What is left to see to:
+// The passes of the loop over epoll. The kernel keeps the registrations, each with a pointer to the record
+// behind the source, and takes changes up by itself while a pass waits. What is left to see to:
 //
-// - The kernel may have handed out a pointer to a record that another thread removes and deletes before the pass
-//   comes to look at it. From before epoll_wait until each event has been looked at under the lock, `_collecting`
-//   is set, and a record that is deleted meanwhile is kept until then. Afterwards the pass holds a reference to each
-//   record that it has yet to call.
-// - A callback may iterate the loop again, and the nested pass may use up what the outer one has found. It leaves no
-//   readiness behind in the records that it calls, and the outer pass passes those by.
-// - A removal wakes nothing by itself, but the thread in epoll_wait may be waiting for what went with the source.
-//   `_waiting` and the eventfd wake it, `_removed` keeps a pass that is only about to wait from doing so.
-// - The kernel reports hang-ups and errors whether or not they are watched, in every pass. What nobody can act on is
-//   registered edge-triggered: a source without watches from the start, another one when it is told of a hang-up with
-//   which it is neither readable nor writable.
+// - The kernel may have handed out a pointer to a record that another thread removes and deletes before the
+//   pass comes to look at it. From before epoll_wait until each event has been looked at under the lock,
+//   `_collecting` is set, and a record that is deleted meanwhile is kept until then. Afterwards the pass
+//   holds a reference to each record that it has yet to call.
+// - A callback may iterate the loop again, and the nested pass may use up what the outer one has found. It
+//   leaves no readiness behind in the records that it calls, and the outer pass passes those by.
+// - A removal wakes nothing by itself, but the thread in epoll_wait may be waiting for what went with the
+//   source. `_waiting` and the eventfd wake it, `_removed` keeps a pass that is only about to wait from doing
+//   so.
+// - The kernel reports hang-ups and errors whether or not they are watched, in every pass. What nobody can
+//   act on is registered edge-triggered: a source without watches from the start, another one when it is told
+//   of a hang-up with which it is neither readable nor writable.
 //
 // The lock keeps the passes and the other threads apart; a process of one thread does not take it.
 #include "tavix/EpollLoopGlueInternal.h"
@@ -62,7 +63,7 @@ void EpollLoopGlue::_collectReady(epoll_event const* events, int count, EpollPas
         EpollDescriptorInfo* info = static_cast<EpollDescriptorInfo*>(events[i].data.ptr);
         if (!info || !info->added || (info->onEdge && !info->watches(events[i].events)))
             continue;
-        // The edge is used up. Another callback's exception may leave the source without its turn in this pass.
+        // The edge is used up, and another callback's exception may keep the source from its turn.
         if (info->onEdge)
             _control(EPOLL_CTL_MOD, *info, false);
         pass.take(info, events[i].events);

@@ -1,8 +1,9 @@
-// The loop in GLib's default main context: each watch of a source is a GSource of its own. GLib looks after nested
-// iterations, and after wake-ups when another thread adds or removes a GSource. What is left to see to: GLib may be on
-// its way into the dispatcher while another thread deletes the source, so each GSource holds a reference to the record;
-// removing a source, which leaves the GSources alone, has to wake the main loop itself; and what a callback throws must
-// not unwind GLib, which would keep the context for good: it goes round GLib, from the dispatcher to `iterate`.
+// The loop in GLib's default main context: each watch of a source is a GSource of its own. GLib looks after
+// nested iterations, and after wake-ups when another thread adds or removes a GSource. What is left to see
+// to: GLib may be on its way into the dispatcher while another thread deletes the source, so each GSource
+// holds a reference to the record; removing a source, which leaves the GSources alone, has to wake the main
+// loop itself; and what a callback throws must not unwind GLib, which would keep the context for good: it
+// goes round GLib, from the dispatcher to `iterate`.
 #include "tavix/GlibSelectLoop.h"
 
 #include "tavix/foundation/AtomicCounter.h"
@@ -20,8 +21,8 @@ namespace Tavix {
 
 namespace {
 
-// Beside what is watched. Only a condition that a GSource names makes GLib call its dispatcher, but poll(2) reports
-// these in any case, and the main loop would spin.
+// Beside what is watched. Only a condition that a GSource names makes GLib call its dispatcher, but poll(2)
+// reports these in any case, and the main loop would spin.
 const int kHangUp = G_IO_HUP | G_IO_ERR;
 
 // The record behind a source.
@@ -103,7 +104,8 @@ void rest(GlibSource& record)
     }
 }
 
-// Notes what the condition says about the record. It is empty when a nested iteration has used up what had been found.
+// Notes what the condition says about the record. It is empty when a nested iteration has used up what had
+// been found.
 void takeNote(GlibSource& record, GIOCondition condition)
 {
     if (condition & (G_IO_IN | G_IO_OUT)) {

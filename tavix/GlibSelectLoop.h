@@ -5,27 +5,32 @@
 
 namespace Tavix {
 
-// Puts sources into GLib's default main context, for an application that runs a GLib main loop: the callbacks run
-// inside that loop, and `iterate` is one iteration of it, in which the application's own GLib sources run too.
+// Puts sources into GLib's default main context, for an application that runs a GLib main loop: the
+// callbacks run inside that loop, and `iterate` is one iteration of it, in which the application's own GLib
+// sources run too.
 //
-// Threads as GLib has them: one thread at a time owns the default context, and `iterate` on another one waits until
-// it may. Any thread may make, register, change, remove and delete sources.
+// Threads as GLib has them: one thread at a time owns the default context, and `iterate` on another one
+// waits until it may. Any thread may make, register, change, remove and delete sources. When another thread
+// removes a source, its callback may be running at that moment, or be about to.
 //
-// What a callback throws leaves through `iterate`; in a main loop that the application runs itself it ends the process.
+// What a callback throws leaves through `iterate`; in a main loop that the application runs itself it ends
+// the process.
 //
 // A descriptor that is watched both ways calls back once for each of them. Of a hang-up or error with which a
-// descriptor is neither readable nor writable (a pipe without writers, once it is empty) the callback is told once,
-// and finds neither; the watch rests until it is added again. A socket that hangs up is readable.
+// descriptor is neither readable nor writable (a pipe without writers, once it is empty) the callback is told
+// once, and finds neither; the watch rests until it is added again. A socket that hangs up is readable.
 class TAVIX_API GlibSelectLoop : public PollLoopIf {
 public:
     GlibSelectLoop();
 
+    // -ENOMEM, and null in *source, without memory.
     int newSource(int fd, void*** source) override;
     // Takes the watches along.
     int deleteSource(void** source) override;
+    // Always 0: a second source of a descriptor is not noticed, and both are called.
     int addSource(void** source, SourceCallback callback, void* context) override;
-    // Ends the calls and nothing more: until they are removed, or the source is deleted, the watches keep a main loop
-    // awake whose descriptor is ready.
+    // Ends the calls and nothing more: until they are removed, or the source is deleted, the watches keep a
+    // main loop awake whose descriptor is ready.
     int removeSource(void** source) override;
     // One watch per call; stops the process for another number.
     int sourceAddWatch(void** source, unsigned watch) override;

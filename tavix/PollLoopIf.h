@@ -32,9 +32,9 @@ public:
     // 0 the source is not registered.
     virtual int addSource(void** source, SourceCallback callback, void* context) = 0;
 
-    // Unregisters the source. A pass that blocks, or the next one, returns when another thread has removed a source:
-    // its thread may be waiting for what went with it. On the loop's thread the callback is not called after this returns, also not in
-    // the pass in progress.
+    // Unregisters the source. On the loop's thread the callback is not called after this returns, also not in
+    // the pass in progress. When another thread removes a source, the pass that blocks, or the next one,
+    // returns: the thread in it may be waiting for what went with the source.
     virtual int removeSource(void** source) = 0;
 
     // Adds and removes watches (kReadWatch, kWriteWatch), before or after addSource. What is already so stays
@@ -42,9 +42,9 @@ public:
     virtual int sourceAddWatch(void** source, unsigned watch) = 0;
     virtual int sourceRemoveWatch(void** source, unsigned watch) = 0;
 
-    // Inside the source's callback: whether this event found the descriptor readable, or writable. A socket that hangs
-    // up is readable. A callback that finds neither has been called for another hang-up or an error, or for something
-    // that a pass within this one has used up.
+    // Inside the source's callback: whether this event found the descriptor readable, or writable. A socket
+    // that hangs up is readable. A callback that finds neither has been called for another hang-up or an
+    // error, or for something that a pass within this one has used up.
     virtual int sourceIsReadable(void** source, bool& readable) = 0;
     virtual int sourceIsWritable(void** source, bool& writable) = 0;
 
@@ -55,6 +55,7 @@ public:
     // Whether iterate would find work now. Does not block and runs no callback.
     virtual bool check() = 0;
 
+    // The source's descriptor, which stays its maker's.
     virtual int getFileDescriptor(void** source) = 0;
 
     virtual ~PollLoopIf() = default;

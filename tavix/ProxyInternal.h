@@ -34,8 +34,8 @@ struct ProxyLink {
     const unsigned id;       // counts the proxy's connections from 1
 };
 
-// What a token knows of its proxy. A proxy that goes waits for the answers that are being sent on other threads;
-// answers behind that are dropped.
+// What a token knows of its proxy. A proxy that goes waits for the answers that are being sent on other
+// threads; answers behind that are dropped.
 struct ProxyLife {
     explicit ProxyLife(TavixProxy* owner) : proxy(owner) {}
 
@@ -61,12 +61,19 @@ struct TavixProxy::EventObserverInfo {
     bool removed = false;      // guarded by lock
 };
 
-// Lock order: connectionLock, requestLock, methodLock, tableLock and the lock of ProxyLife are held for a few lines each and never
-// across one another, a callback or a system call. subscriptionLock may be followed by any of them, and the lock of an
-// observer's record, under which that observer runs, by subscriptionLock. The lock of BackChannels is held during calls of
-// sockets that do not block and may be followed by the loop's own lock. writeLock is held during Connection::writeData and may be
-// followed by the loop's own lock; it is never held during a callback either: a break that writeData finds is
-// handled after its release.
+// Lock order. Each of these is held for a few lines and never across another of this list, a callback or a
+// wait: connectionLock, requestLock, methodLock, tableLock, the locks of ProxyLife and of an
+// ObjectReadyObserver, the queue's lock in Connection, taskLock of TavixProxyThreaded, and the loop's own.
+// Nor is pokeLock there, which is held during a write that does not block. Before them, and never during a
+// callback:
+// - subscriptionLock may be followed by any of them. A request of a subscription is sent under it:
+//   formatAndSendRequest calls nobody back for a request without a callback.
+// - writeLock is held during Connection::writeData and followed by the locks of Connection and of the loop. A
+//   break that writeData finds is handled after its release.
+// - The lock of BackChannels is held during calls of sockets that do not block and may be followed by the
+//   loop's.
+// - lateTaskLock of TavixProxyThreaded is held while a bus is started or ended, behind the end of the thread.
+// The lock of an observer's record is held while that observer runs: it stands before all the others.
 struct ProxyPrivate {
     struct SharedObject {
         SharedObjectObserver* observer = nullptr; // lent

@@ -1,6 +1,7 @@
-// The thread of a proxy. What must happen on it is handed over as a task; a byte on a socket pair makes it look.
-// The order of an end: no request is taken any more, the thread is told, ends the traffic (which releases
-// everybody who waits, a handler of its own too), leaves its loop, runs the tasks that are left and is joined.
+// The thread of a proxy. What must happen on it is handed over as a task; a byte on a socket pair makes it
+// look. The order of an end: no request is taken any more, the thread is told, ends the traffic (which
+// releases everybody who waits, a handler of its own too), leaves its loop, runs the tasks that are left and
+// is joined.
 
 #include "tavix/TavixProxyThreaded.h"
 
@@ -22,8 +23,8 @@ namespace {
 enum Command : char { kWake = 0, kStop = 1 };
 
 thread_local int _stopFlag = 0;
-// The proxy that the calling thread runs the loop of. The thread's id would not do: once it is joined, the system gives
-// the same to another thread.
+// The proxy that the calling thread runs the loop of. The thread's id would not do: once it is joined, the
+// system gives the same to another thread.
 thread_local TavixProxyThreaded const* _proxyOfThread = nullptr;
 
 // The creator's name, cut to 12 characters, with ".rpt" behind it. The kernel keeps 15 of them.
@@ -151,7 +152,7 @@ void TavixProxyThreaded::kill_main_loop()
     writeCommand(kStop, 0);
 }
 
-// A full socket holds wake-ups enough. The thread may be in a long handler, perhaps in one that waits for this caller.
+// A full socket holds wake-ups enough. The thread may be in a long handler, or in one that waits for the caller.
 void TavixProxyThreaded::writeCommand(char command, int flags)
 {
     ssize_t rc;
@@ -253,9 +254,9 @@ CoreRequest* TavixProxyThreaded::formatAndSendRequest(EESMessageType type, std::
     }
     CoreRequest* const core = TavixProxy::formatAndSendRequest(type, objName, method, params, wantsResponse,
                                                                result, callback, userData);
-    // The thread may have ended meanwhile, and the request have left on a connection that was made behind its end: the
-    // thread did not find it there, and nobody will read the answer. Without a callback nobody waits for one either;
-    // subscriptions come here under their lock, where no callback may run.
+    // The thread may have ended meanwhile, and the request have left on a connection that was made behind its
+    // end: the thread did not find it there, and nobody will read the answer. Without a callback nobody waits
+    // for one either; subscriptions come here under their lock, where no callback may run.
     if (!running && callback && result == PROXY_OK)
         endTraffic();
     return core;
