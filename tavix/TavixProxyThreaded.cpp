@@ -152,7 +152,8 @@ void TavixProxyThreaded::kill_main_loop()
     writeCommand(kStop, 0);
 }
 
-// A full socket holds wake-ups enough. The thread may be in a long handler, or in one that waits for the caller.
+// A full socket holds wake-ups enough. The thread may be in a long handler, or in one that waits for the
+// caller.
 void TavixProxyThreaded::writeCommand(char command, int flags)
 {
     ssize_t rc;
