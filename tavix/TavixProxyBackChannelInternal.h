@@ -184,7 +184,7 @@ private:
     enum State { kConnection, kIdentifiers, kRights };
     enum Step { kWait, kGoOn, kEnd };
 
-    bool bindListener(std::string const& program, std::string const& process, std::string& reason);
+    bool bindListener(std::string const& program, std::string& reason);
     Step acceptBackChannelConnection();
     Step receiveRemoteFileDescriptorIdentifiers();
     bool readIdentifiers(Element* root);

@@ -24,6 +24,7 @@ namespace Tavix {
 namespace {
 
 constexpr size_t kMaxName = 107;
+constexpr int kMaxNames = 10000;
 constexpr int kBacklog = 64; // strangers stand in the queue too, and a sender does not wait for a place
 
 std::string baseName(std::string const& path)
@@ -78,7 +79,9 @@ Element* BackChannels::serve(Element* params, int clientId, unsigned connectionI
     auto* introduction = dynamic_cast<FileDescriptorElem*>(params);
     if (!introduction)
         return new ExceptionElem("The request for a back channel holds no descriptor", PROXY_EXCEPTION);
-    if (access(introduction->exe().c_str(), F_OK) != 0)
+    // Up to a zero byte, as the kernel reads it.
+    const std::string program = introduction->exe().c_str();
+    if (access(program.c_str(), F_OK) != 0)
         return new ExceptionElem("FileDescriptor requires uds connection", PROXY_EXCEPTION);
 
     std::unique_ptr<ReceiveFileDescriptorState> state(
@@ -88,7 +91,7 @@ Element* BackChannels::serve(Element* params, int clientId, unsigned connectionI
     dropForgotten();
     if (this->connectionId() != connectionId)
         reason = "Connection broken";
-    if (!reason.empty() || !state->listen(baseName(introduction->exe()), introduction->pid(), reason)) {
+    if (!reason.empty() || !state->listen(baseName(program), introduction->pid(), reason)) {
         state->close();
         return new ExceptionElem("Cannot open a back channel: " + reason, PROXY_CONNECTION_ERROR);
     }
@@ -139,7 +142,7 @@ bool ReceiveFileDescriptorState::listen(std::string const& program, std::string 
             errno == ESRCH ? "there is no process " + std::to_string(pid) + " here" : std::strerror(errno);
         return false;
     }
-    if (!bindListener(program, baseName(process), reason))
+    if (!bindListener(program, reason))
         return false;
     if (watch(_listener.get(), kReadWatch))
         return true;
@@ -147,24 +150,22 @@ bool ReceiveFileDescriptorState::listen(std::string const& program, std::string 
     return false;
 }
 
-// Several transfers at once between the same processes: the name that is free.
-bool ReceiveFileDescriptorState::bindListener(std::string const& program, std::string const& process,
-                                              std::string& reason)
+// Several transfers at once between the same processes: the first name that is free.
+bool ReceiveFileDescriptorState::bindListener(std::string const& program, std::string& reason)
 {
     _listener.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    std::string tail = "-" + std::to_string(getpid()) + "-" + process;
-    for (int count = 2; _listener.get() >= 0; ++count) {
+    bool bound = false;
+    for (int count = 1; _listener.get() >= 0 && !bound && count <= kMaxNames; ++count) {
+        std::string tail = "-" + std::to_string(getpid()) + "-" + std::to_string(sender->pid);
+        if (count > 1)
+            tail += "-" + std::to_string(count);
         name = program.substr(0, kMaxName - tail.size()) + tail;
         const sockaddr_un address = makeUnixAddress(name.c_str(), 1);
-        if (bind(_listener.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) == 0)
+        bound = bind(_listener.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) == 0;
+        if (!bound && errno != EADDRINUSE)
             break;
-        if (errno != EADDRINUSE) {
-            reason = std::strerror(errno);
-            return false;
-        }
-        tail = "-" + std::to_string(getpid()) + "-" + process + "-" + std::to_string(count);
     }
-    if (_listener.get() >= 0 && ::listen(_listener.get(), kBacklog) == 0)
+    if (bound && ::listen(_listener.get(), kBacklog) == 0)
         return true;
     reason = std::strerror(errno);
     return false;

@@ -300,6 +300,16 @@ TEST_F(TavixProxyBackChannel, badSenderEndsItsTransferOnly)
         ask(new FileDescriptorElem(5, "h", process, "/proc/self/exe"));
         EXPECT_THAT(peer.hear(), HasSubstr("!2 Cannot open"));
     }
+    // Texts that would push the count out of the name, which then were never free.
+    const std::string self = std::to_string(getpid());
+    for (int i = 0; i < 2; ++i) {
+        ask(new FileDescriptorElem(5, "h", "/proc/" + self, std::string("/proc/self/exe\0", 15)));
+        ask(new FileDescriptorElem(5, "h", "/proc/" + std::string(99, '0') + self, "/proc/self/exe"));
+        for (char const* count : {i ? "-3" : "", i ? "-4" : "-2"})
+            EXPECT_THAT(peer.hear(), HasSubstr("\"exe-" + self + "-" + self + count + "\""));
+    }
+    EXPECT_EQ("3: null", peer.ask(makeRequest(BackChannel, 3, "owner", "m", new StringElem("")))); // all
+    EXPECT_EQ("\"" + file + "\"", call("owner", "files", makeDescriptors(sockets.near(), 1)));
     peer.close();
     settle();
     EXPECT_EQ(before, countDescriptors());
