@@ -155,7 +155,8 @@ private:
     bool asked = true;                   // the bus has not answered yet
     std::string listener;                // a name that the receiver listens on in vain
     std::unique_ptr<Connection> connection;
-    std::string failure; // why the call cannot be sent; empty when it can
+    bool failed = false; // the call cannot be sent, and why
+    std::string failure;
     int failureCode = 0;
 };
 

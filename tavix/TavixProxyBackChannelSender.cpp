@@ -199,6 +199,7 @@ bool BackChannelState::connectTo(Element* answer)
 
 bool BackChannelState::fail(std::string const& reason, int code)
 {
+    failed = true;
     failure = reason;
     failureCode = code;
     return false;
@@ -244,8 +245,11 @@ bool BackChannelState::transferFileDescriptorRights()
         loop.sourceRemoveWatch(source, kWriteWatch);
         return true;
     }
-    if (errno != EAGAIN && errno != EINTR)
-        return fail(std::string("The descriptors cannot be sent: ") + std::strerror(errno));
+    if (errno != EAGAIN && errno != EINTR) {
+        const std::string reason = std::strerror(errno);
+        std::fprintf(stderr, "%s - sendmsg: %s\n", "transferFileDescriptorRights", reason.c_str());
+        return fail("The descriptors cannot be sent: " + reason);
+    }
     loop.sourceAddWatch(source, kWriteWatch);
     return true;
 }
@@ -293,9 +297,9 @@ void BackChannelState::cleanupBackChannel()
     TavixProxy& proxy = *channels.proxy;
     if (!listener.empty())
         withdraw(listener);
-    if (failure.empty() && channels.connectionId() != connectionId)
+    if (!failed && channels.connectionId() != connectionId)
         fail("Connection broken");
-    if (!failure.empty()) {
+    if (failed) {
         giveUp();
         return;
     }

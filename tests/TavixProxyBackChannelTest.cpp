@@ -348,7 +348,8 @@ TEST_F(TavixProxyBackChannel, badReceiverEndsTheCallWithAReason)
     struct {
         std::string name, said;
         char const* expected;
-    } const cases[] = {{"", "", "!2 Failed to connect backchannel"},
+    } const cases[] = {{"!", "", "!7 "}, // an exception without a text
+                       {"", "", "!2 Failed to connect backchannel"},
                        {"bad-none", "", "!2 Failed to connect backchannel"},
                        {"bad-1-1", "", "!2 The back channel leads to another process"},
                        {pair, "", "!2 The receiver closed the back channel"},
@@ -358,14 +359,15 @@ TEST_F(TavixProxyBackChannel, badReceiverEndsTheCallWithAReason)
     for (auto const& c : cases) {
         RawClient bad = connectOwner({"bad"});
         const int listener =
-            startAbstractUnixDomainServer(c.name[0] && c.name != "bad-none" ? c.name.c_str() : "other");
+            startAbstractUnixDomainServer(c.name == pair || c.name == "bad-1-1" ? c.name.c_str() : "other");
         answers.texts.clear();
         sendBuffer = 1; // the list of numbers stays where it is, for the most part
         send(*caller, "bad", "m", makeDescriptors(sockets.near(), 253));
-        MapElem* result = new MapElem;
-        result->addChild("hostname", new StringElem(c.name));
+        MapElem* map = new MapElem;
+        map->addChild("hostname", new StringElem(c.name));
+        std::unique_ptr<Element> named(map), refusal(new ExceptionElem("", 7));
         const Frame request = bad.receive();
-        bad.send(makeResponse(request.id, request.clientId, result));
+        bad.send(makeResponse(request.id, request.clientId, (c.name == "!" ? refusal : named).release()));
         settle();
         sendBuffer = 0;
         if (c.name == pair) { // others go on
