@@ -1,5 +1,6 @@
 // The table of transfers, and what a call finds when it arrives.
 
+#include "tavix/LateThrowInternal.h"
 #include "tavix/ProxyInternal.h"
 #include "tavix/TavixProxyBackChannelInternal.h"
 #include "tavix/elements/ElementText.h"
@@ -41,6 +42,14 @@ void replaceFileDescriptors(void* context, FileDescriptorElem* element, std::str
     }
     element->setValue(found->second.get());
     replacement.used.insert(number);
+}
+
+void finishAll(EndedTransfers const& ended)
+{
+    LateThrow thrown;
+    for (auto const& transfer : ended)
+        thrown.during([&] { transfer->finish(); });
+    thrown.rethrow();
 }
 
 } // namespace
@@ -146,8 +155,7 @@ void BackChannels::sourceCallback(void** source, void* context)
             return; // another thread was faster
         entry->second->ready(ended);
     }
-    for (auto const& transfer : ended)
-        transfer->finish();
+    finishAll(ended);
 }
 
 std::unique_ptr<Transfer> BackChannels::take(Transfer* transfer)
@@ -224,8 +232,7 @@ void BackChannels::connectionEnded(unsigned connectionId)
             ended);
         dropReceived([=](ReceivedDescriptors const& entry) { return entry.connectionId == connectionId; });
     }
-    for (auto const& transfer : ended)
-        transfer->finish();
+    finishAll(ended);
 }
 
 void BackChannels::abandonAll()

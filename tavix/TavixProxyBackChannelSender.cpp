@@ -1,6 +1,7 @@
 // The sender of descriptors. The call is encoded and held back; it leaves when the receiver has acknowledged them, or
 // its callback gets an exception that says why it cannot.
 
+#include "tavix/LateThrowInternal.h"
 #include "tavix/ProxyInternal.h"
 #include "tavix/SocketUtilInternal.h"
 #include "tavix/TavixProxyBackChannelInternal.h"
@@ -295,12 +296,15 @@ bool BackChannelState::connectionEnded()
 void BackChannelState::cleanupBackChannel()
 {
     TavixProxy& proxy = *channels.proxy;
-    if (!listener.empty())
-        withdraw(listener);
     if (!failed && channels.connectionId() != connectionId)
         fail("Connection broken");
     if (failed) {
-        giveUp();
+        // The withdrawal may find the connection broken, and run the callbacks of others.
+        LateThrow thrown;
+        if (!listener.empty())
+            thrown.during([this] { withdraw(listener); });
+        thrown.during([this] { giveUp(); });
+        thrown.rethrow();
         return;
     }
     std::unique_ptr<CoreRequest> core(new CoreRequest(&request, BackChannel));

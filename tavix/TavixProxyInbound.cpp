@@ -3,6 +3,7 @@
 // of a connection has one winner, the thread that takes the link out of the proxy; it alone completes the
 // requests of that link.
 
+#include "tavix/LateThrowInternal.h"
 #include "tavix/Message.h"
 #include "tavix/ProxyInternal.h"
 #include "tavix/TavixProxy.h"
@@ -16,8 +17,6 @@
 #include "tavix/foundation/SingleThreaded.h"
 
 #include <cstdio>
-#include <cxxabi.h>
-#include <exception>
 #include <utility>
 #include <vector>
 
@@ -241,23 +240,16 @@ void TavixProxy::completeRequests(unsigned linkId)
             }
         }
     }
-    std::exception_ptr thrown; // by a callback: the others have a right to their answers
+    LateThrow thrown; // the others have a right to their answers
     for (auto& request : ended) {
         MapElem* map = new MapElem;
         map->addChild("result", new ExceptionElem("Connection broken", PROXY_CONNECTION_ERROR));
         ResponseData responseData(map);
         responseData.requestId = request.first;
-        try {
-            request.second->setResponse(&responseData);
-        } catch (abi::__forced_unwind&) { // the thread is being cancelled
-            throw;
-        } catch (...) {
-            thrown = std::current_exception();
-        }
+        thrown.during([&] { request.second->setResponse(&responseData); });
     }
-    _private->backChannels.connectionEnded(linkId);
-    if (thrown)
-        std::rethrow_exception(thrown);
+    thrown.during([&] { _private->backChannels.connectionEnded(linkId); });
+    thrown.rethrow();
 }
 
 } // namespace Tavix

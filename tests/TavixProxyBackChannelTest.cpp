@@ -180,22 +180,34 @@ TEST_F(TavixProxyBackChannel, everyTransferEndsOnce)
     restart();
 }
 
-// A proxy or the bus goes after each pass of the loop in turn.
+// A proxy or the bus goes after each pass of the loop in turn. Callbacks that throw take no other's answer away.
 TEST_F(TavixProxyBackChannel, endsAtEveryStep)
 {
+    auto noteAndThrow = [](ResponseData const* response, void* noted) {
+        Answers::note(response, noted);
+        throw 1;
+    };
+    std::unique_ptr<Element> params(makeDescriptors(sockets.near(), 1));
+    auto run = [this](int passes) {
+        while (passes-- > 0 && loop->check()) {
+            try {
+                loop->iterate();
+            } catch (int) {
+            }
+        }
+    };
     for (int step = 0; step < 42; ++step) {
         answers.texts.clear();
         for (int i = 0; i < 3; ++i)
-            send(*caller, "owner", "files", makeDescriptors(sockets.near(), 1));
-        for (int passes = step / 3; passes > 0 && loop->check(); --passes)
-            loop->iterate();
+            caller->callMethodAsync("owner", "files", params.get(), noteAndThrow, &answers);
+        run(step / 3);
         if (step % 3 == 0)
             caller.reset();
         else if (step % 3 == 1)
             owner.reset();
         else
             bus.reset();
-        settle();
+        run(1000);
         EXPECT_TRUE(step % 3 == 0 || answers.texts.size() == 3) << step;
         restart();
     }
