@@ -49,6 +49,15 @@ bool isReceiver(int fd, std::string const& name)
     return place != std::string::npos && (end == name.size() || name[end] == '-');
 }
 
+// A program that was replaced while it runs, as the kernel names it. The receiver looks for a file.
+std::string presentProgram(std::string const& exe)
+{
+    const std::string mark = " (deleted)";
+    const bool marked =
+        exe.size() > mark.size() && exe.compare(exe.size() - mark.size(), mark.size(), mark) == 0;
+    return marked && access(exe.c_str(), F_OK) != 0 ? exe.substr(0, exe.size() - mark.size()) : exe;
+}
+
 // The descriptor by which the request names its sender. The element itself may come from another process.
 std::unique_ptr<FileDescriptorElem> makeIntroduction(ListElem const& descriptors)
 {
@@ -58,6 +67,8 @@ std::unique_ptr<FileDescriptorElem> makeIntroduction(ListElem const& descriptors
         std::unique_ptr<FileDescriptorElem> first(static_cast<FileDescriptorElem*>(element->clone()));
         StringElem process("/proc/" + std::to_string(getpid()));
         first->setMember("pid", &process);
+        StringElem program(presentProgram(first->exe()));
+        first->setMember("exe", &program);
         return first;
     }
     return nullptr;
