@@ -276,12 +276,11 @@ CoreRequest* TavixProxy::formatAndSendRequest(EESMessageType type, std::string c
         if (type == CallMethod)
             return startTransfer(request, visitor.fileDescriptors, objName, method, result, callback,
                                  userData);
-        // The numbers alone would name the wrong descriptors at the other end.
-        std::fprintf(stderr,
-                     "TavixProxy: cannot send \"%s\" to object \"%s\": only calls carry descriptors\n",
-                     method.c_str(), objName.c_str());
-        result = PROXY_MEMORY_ERROR;
-        return nullptr;
+        std::fprintf(
+            stderr,
+            "TavixProxy: only calls pass descriptors: those in event \"%s\" of object \"%s\" are sent "
+            "as mere numbers\n",
+            method.c_str(), objName.c_str());
     }
 
     std::unique_ptr<CoreRequest> core(new CoreRequest(&request, type));

@@ -95,7 +95,9 @@ public:
 
     // Parameters of calls may hold open descriptors (FileDescriptorElem), anywhere in the tree and at most 253: the
     // handler finds descriptors of its own process in them. The caller's are lent for the call of callMethod or
-    // callMethodAsync alone and stay its own. A transfer that fails ends the call with an exception that says why.
+    // callMethodAsync alone and stay its own. A transfer that fails ends the call with an exception that says why;
+    // when it cannot even begin, the callback runs before callMethodAsync returns. Calls made later may reach the
+    // object earlier than one that waits for its descriptors. In events and results a descriptor is a mere number.
     //
     // Calls a method and waits. Lends params (null for none). Gives back the result: result is PROXY_OK and
     // the value the caller's; or the code of the exception, and the ExceptionElem the caller's; or another

@@ -121,8 +121,9 @@ public:
     }
 
     // Takes the frame of request and duplicates the descriptors, so that the caller may close its own. Otherwise
-    // `reason` says why not, and request is as it was.
+    // `reason` says why not, and request is as it was. Descriptors that cannot be passed make the transfer fail.
     RemoteProxyResult prepare(RequestData& encoded, ListElem const& descriptors, std::string& reason);
+    bool hasFailed() const { return failed; }
 
     static void handleBackChannel(ResponseData const* response, void* bc);
 
@@ -133,7 +134,7 @@ public:
     void abandon() override { withdraw(std::string()); }
 
 private:
-    RemoteProxyResult duplicate(ListElem const& descriptors, std::string& reason);
+    bool duplicate(ListElem const& descriptors);
     void answered(Element* answer);
     bool connectTo(Element* answer);
     bool readAnswer();

@@ -98,6 +98,11 @@ CoreRequest* TavixProxy::startTransfer(RequestData& request, ListElem const& des
                      objName.c_str(), reason.c_str());
         return nullptr;
     }
+    if (prepared->hasFailed()) {
+        prepared->close();
+        prepared->finish();
+        return nullptr;
+    }
     BackChannelState* state;
     {
         Ferrule::Guard<std::mutex> guard(channels.lock);
@@ -120,9 +125,9 @@ RemoteProxyResult BackChannelState::prepare(RequestData& encoded, ListElem const
         reason = Connection::getResultString(Connection::RESULT_MESSAGE_TOO_LARGE);
         return PROXY_REQUEST_TOO_LARGE;
     }
-    const RemoteProxyResult duplicated = duplicate(descriptors, reason);
-    if (duplicated != PROXY_OK)
-        return duplicated;
+    request.id = encoded.id;
+    if (!duplicate(descriptors))
+        return PROXY_OK;
 
     ListElem* list = new ListElem;
     MapElem params;
@@ -143,27 +148,24 @@ RemoteProxyResult BackChannelState::prepare(RequestData& encoded, ListElem const
 
     request.frame = std::move(encoded.frame);
     encoded.frame.block = nullptr;
-    request.id = encoded.id;
     request.noResponse = encoded.noResponse;
     return PROXY_OK;
 }
 
-RemoteProxyResult BackChannelState::duplicate(ListElem const& descriptors, std::string& reason)
+bool BackChannelState::duplicate(ListElem const& descriptors)
 {
     for (Element const* element : descriptors) {
         if (!namesDescriptor(element))
             continue;
-        if (fdList.size() == kMaxPassedDescriptors) {
-            reason = "more than " + std::to_string(kMaxPassedDescriptors) + " descriptors";
-            return PROXY_REQUEST_TOO_LARGE;
-        }
+        if (fdList.size() == kMaxPassedDescriptors)
+            return fail("A call passes at most " + std::to_string(kMaxPassedDescriptors) + " descriptors",
+                        PROXY_REQUEST_TOO_LARGE);
         fdList.emplace_back(fcntl(element->intValue(), F_DUPFD_CLOEXEC, 0));
-        if (fdList.back().get() < 0) {
-            reason = "descriptor " + element->stringValue() + ": " + std::strerror(errno);
-            return PROXY_MEMORY_ERROR;
-        }
+        if (fdList.back().get() < 0)
+            return fail("Descriptor " + element->stringValue() + " cannot be passed: " + std::strerror(errno),
+                        PROXY_MEMORY_ERROR);
     }
-    return PROXY_OK;
+    return true;
 }
 
 void BackChannelState::handleBackChannel(ResponseData const* response, void* bc)
