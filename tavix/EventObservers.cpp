@@ -1,5 +1,6 @@
 // The calls to objects are made last in every operation, with nothing held of the table: a call whose write
 // finds the connection of the bus's own proxy broken completes all open calls at once, and comes back here.
+#include "tavix/DescriptorsInternal.h"
 #include "tavix/EventObserversInternal.h"
 #include "tavix/ResponseData.h"
 #include "tavix/TavixProxy.h"
@@ -139,7 +140,8 @@ void EventObservers::callLastObserverRemoved(std::string const& objName, std::st
         params.add(event)->add(result);
         return _proxy->callMethodAsync(objName, "lastObserverRemoved", &params, nullptr, nullptr);
     };
-    if (!firstObserverResult || tell(firstObserverResult.release()) != PROXY_OK)
+    if (!firstObserverResult || holdsDescriptor(firstObserverResult.get()) ||
+        tell(firstObserverResult.release()) != PROXY_OK)
         tell(new NullElem);
 }
 

@@ -54,6 +54,17 @@ void finishAll(EndedTransfers const& ended)
 
 } // namespace
 
+bool holdsDescriptor(Element* tree)
+{
+    auto note = [](void* found, FileDescriptorElem*, std::string const&) {
+        *static_cast<bool*>(found) = true;
+    };
+    bool found = false;
+    FileDescriptorVisitor visitor(note, &found, std::string());
+    tree->accept(&visitor);
+    return found;
+}
+
 void closeDescriptors(Element* params)
 {
     auto closeOne = [](void* closed, FileDescriptorElem* element, std::string const&) {

@@ -160,6 +160,9 @@ bool BackChannelState::duplicate(ListElem const& descriptors)
         if (fdList.size() == kMaxPassedDescriptors)
             return fail("A call passes at most " + std::to_string(kMaxPassedDescriptors) + " descriptors",
                         PROXY_REQUEST_TOO_LARGE);
+        if (static_cast<FileDescriptorElem const*>(element)->isForeign())
+            return fail("Descriptor " + element->stringValue() + " is a number of another process",
+                        PROXY_EXCEPTION);
         fdList.emplace_back(fcntl(element->intValue(), F_DUPFD_CLOEXEC, 0));
         if (fdList.back().get() < 0)
             return fail("Descriptor " + element->stringValue() + " cannot be passed: " + std::strerror(errno),

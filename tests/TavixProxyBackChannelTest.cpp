@@ -158,12 +158,16 @@ TEST_F(TavixProxyBackChannel, descriptorsArriveWhereverTheyStand)
               send(*caller, "owner", "m", makeDescriptors(0, 1)->add(makeText(196608))));
     EXPECT_EQ("!3 Descriptor 99999 cannot be passed: Bad file descriptor",
               call("owner", "m", makeDescriptors(99999, 1)));
-    // An event says the number, whatever that is where it arrives.
+    // An event says the number, whatever that is where it arrives; what it names there is not passed on.
     RawClient observer = connect();
     observer.ask(makeRequest(AddObserver, 1, "lamp", "changed"));
     FileDescriptorElem data(sockets.near(), "", "", "");
+    TvxResult removed;
     EXPECT_EQ(PROXY_OK, caller->sendEvent("lamp", "changed", &data));
-    EXPECT_EQ(data.toString(), observer.receive().root->getChild("data")->toString());
+    Element* const heard = observer.receive().root->removeChild("data", removed);
+    EXPECT_EQ(data.toString(), heard->toString());
+    EXPECT_EQ("!10 Descriptor " + data.stringValue() + " is a number of another process",
+              call("owner", "m", (new ListElem)->add(heard)));
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("only calls pass descriptors"));
     observer.close();
     settle();

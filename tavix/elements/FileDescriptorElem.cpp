@@ -51,8 +51,17 @@ FileDescriptorElem::~FileDescriptorElem() = default;
 FileDescriptorElem* FileDescriptorElem::makeForeign(int fd, std::string host, std::string pid,
                                                     std::string exe)
 {
-    return new (std::nothrow)
-        FileDescriptorElem(Foreign(), fd, std::move(host), std::move(pid), std::move(exe));
+    auto* const made =
+        new (std::nothrow) FileDescriptorElem(Foreign(), fd, std::move(host), std::move(pid), std::move(exe));
+    if (made)
+        made->_foreign = true;
+    return made;
+}
+
+bool FileDescriptorElem::setValue(int value)
+{
+    _foreign = false;
+    return IntegerElem::setValue(value);
 }
 
 void FileDescriptorElem::setMember(std::string const& name, Element* value)
@@ -64,7 +73,7 @@ void FileDescriptorElem::setMember(std::string const& name, Element* value)
     else if (name == "exe")
         _exe = value->stringValue();
     else
-        setValue(value->intValue());
+        IntegerElem::setValue(value->intValue());
 }
 
 std::string FileDescriptorElem::toString() const
@@ -75,7 +84,10 @@ std::string FileDescriptorElem::toString() const
 Element* FileDescriptorElem::clone() const
 {
     try {
-        return makeForeign(intValue(), _host, _pid, _exe);
+        FileDescriptorElem* const copy = makeForeign(intValue(), _host, _pid, _exe);
+        if (copy)
+            copy->_foreign = _foreign;
+        return copy;
     } catch (std::bad_alloc const&) {
         return nullptr;
     }

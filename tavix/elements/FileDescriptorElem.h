@@ -20,12 +20,18 @@ public:
     FileDescriptorElem(int fd, std::string host, std::string pid, std::string exe);
     ~FileDescriptorElem() override;
 
-    // An element whose empty texts stay empty, for one that speaks of another process. The caller owns it;
-    // null when memory runs out.
+    // An element that speaks of another process, as every decoded one does: its empty texts stay empty. The caller owns
+    // it; null when memory runs out.
     static FileDescriptorElem* makeForeign(int fd, std::string host, std::string pid, std::string exe);
 
-    // "host", "pid" and "exe" take the text of `value`; any other name takes its integer as the number.
-    // Lends: `value` stays the caller's.
+    // The number is one of another process, where no call may pass the descriptor on that it stands for here. setValue
+    // ends that, which the proxy does when the descriptor itself has come with a call.
+    bool isForeign() const { return _foreign; }
+    using IntegerElem::setValue;
+    bool setValue(int value) override;
+
+    // "host", "pid" and "exe" take the text of `value`; any other name takes its integer as the number, of the same
+    // process as before. Lends: `value` stays the caller's.
     void setMember(std::string const& name, Element* value);
 
     std::string toString() const override;
@@ -44,6 +50,7 @@ private:
     std::string _host;
     std::string _pid;
     std::string _exe;
+    bool _foreign = false;
 };
 
 } // namespace Tavix
