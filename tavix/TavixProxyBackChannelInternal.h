@@ -45,6 +45,10 @@ constexpr int kMaxPassedDescriptors = 253;
 // sender whose connection to the bus broke, in a process that lives on, cannot take its request back.
 constexpr std::chrono::seconds kPatience{60};
 
+// A receiver keeps at most half of the descriptors that its process may open for one client, and three quarters for
+// all of them; this many count as the least that it may open. The rest stays for its own work: a broker's connections.
+constexpr size_t kLeastLimit = 1024;
+
 // The first byte of the receiver's answer.
 constexpr char kDescriptorsArrived = 0;
 constexpr char kDescriptorsRefused = 1;
@@ -274,6 +278,9 @@ public:
     std::map<std::string, ReceivedDescriptors>
         fdMaps;                           // by object, method, message id and client id of the call
     std::atomic<bool> hasReceived{false}; // fdMaps is not empty
+
+    // Under the lock: whether a receiver holds as much as it may for one client, or for all.
+    bool isFull(int clientId, size_t added) const;
 
 private:
     void withdraw(std::string const& name, int clientId);

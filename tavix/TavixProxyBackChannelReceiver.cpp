@@ -6,15 +6,10 @@
 #include "tavix/TavixProxyBackChannelInternal.h"
 #include "tavix/elements/EESFormat.h"
 #include "tavix/elements/EESParser.h"
-#include "tavix/elements/ExceptionElem.h"
 #include "tavix/elements/FileDescriptorElem.h"
-#include "tavix/elements/NullElem.h"
-#include "tavix/elements/StringElem.h"
-#include "tavix/foundation/SingleThreaded.h"
 
 #include <cerrno>
 #include <charconv>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <sys/socket.h>
@@ -26,11 +21,6 @@ namespace {
 constexpr size_t kMaxName = 107;
 constexpr int kMaxNames = 10000;
 constexpr int kBacklog = 64; // strangers stand in the queue too, and a sender does not wait for a place
-
-std::string baseName(std::string const& path)
-{
-    return path.substr(path.rfind('/') + 1);
-}
 
 // The number of a text "/proc/N"; 0 when it is none.
 pid_t processOf(std::string const& text)
@@ -60,73 +50,31 @@ std::vector<OwnedDescriptor> takeRights(msghdr& header)
     return taken;
 }
 
+// What recvmsg says about the two bytes that the descriptors come with.
+void reportReception(ssize_t length, int flags, int error)
+{
+    static const struct {
+        int flag;
+        char const* text;
+    } kTexts[] = {{MSG_EOR, "End of record"},
+                  {MSG_TRUNC, "Message truncated!  Probably didn't get the FDs!"},
+                  {MSG_CTRUNC, "ancillary data truncated! -- did not get all FDs!"},
+                  {MSG_ERRQUEUE, "Some error -- no data"}};
+    if (length != 2)
+        std::fprintf(stderr, "recvmsg returned: %zd\n", length);
+    if (length < 0) {
+        std::fprintf(stderr, "recvmsg: %s:%s\n", "receiveFileDescriptorRights", std::strerror(error));
+        return;
+    }
+    flags &= ~MSG_CMSG_CLOEXEC; // asked for
+    if (flags != 0)
+        std::fprintf(stderr, "Some error: %d\n", flags);
+    for (auto const& entry : kTexts)
+        if (flags & entry.flag)
+            std::fprintf(stderr, "%s\n", entry.text);
+}
+
 } // namespace
-
-ResponseData* TavixProxy::serveBackChannel(MapElem* message, int clientId, unsigned connectionId)
-{
-    std::unique_ptr<MapElem> owned(message);
-    MapElem* answer = new MapElem;
-    answer->addChild("result", _private->backChannels.serve(message->find("params"), clientId, connectionId));
-    return new ResponseData(answer);
-}
-
-Element* BackChannels::serve(Element* params, int clientId, unsigned connectionId)
-{
-    if (auto* name = dynamic_cast<StringElem*>(params)) {
-        withdraw(name->stringValue(), clientId);
-        return new NullElem;
-    }
-    auto* introduction = dynamic_cast<FileDescriptorElem*>(params);
-    if (!introduction)
-        return new ExceptionElem("The request for a back channel holds no descriptor", PROXY_EXCEPTION);
-    // Up to a zero byte, as the kernel reads it.
-    const std::string program = introduction->exe().c_str();
-    if (access(program.c_str(), F_OK) != 0)
-        return new ExceptionElem("FileDescriptor requires uds connection", PROXY_EXCEPTION);
-
-    std::unique_ptr<ReceiveFileDescriptorState> state(
-        new ReceiveFileDescriptorState(*this, connectionId, clientId));
-    std::string reason;
-    Ferrule::Guard<std::mutex> guard(lock);
-    dropForgotten();
-    if (this->connectionId() != connectionId)
-        reason = "Connection broken";
-    if (!reason.empty() || !state->listen(baseName(program), introduction->pid(), reason)) {
-        state->close();
-        return new ExceptionElem("Cannot open a back channel: " + reason, PROXY_CONNECTION_ERROR);
-    }
-    MapElem* result = new MapElem;
-    result->addChild("port", new IntegerElem(-1));
-    result->addChild("hostname", new StringElem(state->name));
-    add(std::move(state));
-    return result;
-}
-
-void BackChannels::withdraw(std::string const& name, int clientId)
-{
-    EndedTransfers ended;
-    Ferrule::Guard<std::mutex> guard(lock);
-    auto withdrawn = [&](Transfer* transfer) {
-        auto* receiving = dynamic_cast<ReceiveFileDescriptorState*>(transfer);
-        return receiving && receiving->clientId == clientId && (name.empty() || receiving->name == name);
-    };
-    takeAll(withdrawn, ended);
-    if (name.empty())
-        dropReceived([=](ReceivedDescriptors const& entry) { return entry.clientId == clientId; });
-}
-
-// Under the lock.
-void BackChannels::dropForgotten()
-{
-    const auto limit = std::chrono::steady_clock::now() - patience;
-    EndedTransfers ended;
-    auto forgotten = [=](Transfer* transfer) {
-        auto* receiving = dynamic_cast<ReceiveFileDescriptorState*>(transfer);
-        return receiving && receiving->since < limit;
-    };
-    takeAll(forgotten, ended);
-    dropReceived([=](ReceivedDescriptors const& entry) { return entry.since < limit; });
-}
 
 bool ReceiveFileDescriptorState::listen(std::string const& program, std::string const& process,
                                         std::string& reason)
@@ -259,6 +207,7 @@ ReceiveFileDescriptorState::Step ReceiveFileDescriptorState::receiveFileDescript
     const ssize_t length = recvmsg(_connection->getFd(), &header, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
     if (length < 0 && (errno == EAGAIN || errno == EINTR))
         return kWait;
+    reportReception(length, header.msg_flags, errno);
     if (length <= 0)
         return kEnd;
     std::vector<OwnedDescriptor> received = takeRights(header);
@@ -267,6 +216,8 @@ ReceiveFileDescriptorState::Step ReceiveFileDescriptorState::receiveFileDescript
     if (length != sizeof data || std::memcmp(data, "FD", sizeof data) != 0 ||
         received.size() != _numbers.size())
         return refuse("other descriptors came than were announced");
+    if (channels.isFull(clientId, received.size()))
+        return refuse("too many wait for their calls");
     return deliver(std::move(received));
 }
 

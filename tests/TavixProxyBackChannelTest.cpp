@@ -98,6 +98,13 @@ protected:
         std::unique_ptr<Element> owned(params);
         return from.callMethodAsync(object, method, params, Answers::note, &answers);
     }
+    // A transfer to the owner; null: this process is the sender.
+    void askFor(RawClient& peer, Element* params = nullptr)
+    {
+        if (!params)
+            params = new FileDescriptorElem(5, "h", "/proc/" + std::to_string(getpid()), "/proc/self/exe");
+        peer.send(makeRequest(BackChannel, 1, "owner", "files", params));
+    }
     std::string call(char const* object, char const* method, Element* params)
     {
         answers.texts.clear();
@@ -299,7 +306,7 @@ TEST_F(TavixProxyBackChannel, badSenderEndsItsTransferOnly)
                        {good, "F", 2, '\1'},
                        {good, "FD", 2, '\0'}};
     RawClient peer = connect();
-    auto ask = [&](Element* params) { peer.send(makeRequest(BackChannel, 1, "owner", "files", params)); };
+    auto ask = [&](Element* params) { askFor(peer, params); };
     for (auto const& c : cases) {
         const bool stranger = c.frame.empty();
         const std::string process = "/proc/" + std::to_string(stranger ? 1 : getpid());
@@ -367,6 +374,38 @@ TEST_F(TavixProxyBackChannel, whatNobodyGoesOnWithIsGivenUpInTime)
     stalled.close();
     EXPECT_EQ(before + 2, countDescriptors()); // the last listener and what watches its sender
     channels.abandonAll();
+    EXPECT_EQ(before, countDescriptors());
+}
+
+TEST_F(TavixProxyBackChannel, oneClientCannotTakeAllDescriptors)
+{
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlim_t old = std::exchange(limit.rlim_cur, 1024);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    RawClient peer = connect();
+    std::string name;
+    for (int i = 0; i < 512; ++i) {
+        askFor(peer);
+        name = peer.receive().root->getChild("result")->getChild("hostname")->stringValue();
+    }
+    askFor(peer);
+    EXPECT_EQ("1: !2 Cannot open a back channel: too many transfers are under way", peer.hear());
+    const int fd = connectToServerAbstractUnixDomain(name.c_str());
+    const std::string frame = identifiers(makeDescriptors(5, 8));
+    EXPECT_EQ(static_cast<ssize_t>(frame.size()), write(fd, frame.data(), frame.size()));
+    sendRights(fd, "FD", 8);
+    settle();
+    char answer = '0';
+    EXPECT_EQ(1, recv(fd, &answer, 1, MSG_DONTWAIT));
+    EXPECT_EQ('\1', answer);
+    close(fd);
+    EXPECT_EQ("\"" + file + "\"", call("owner", "files", makeDescriptors(sockets.near(), 1)));
+    peer.ask(makeRequest(BackChannel, 2, "owner", "files", new StringElem("")));
+    peer.close();
+    settle();
+    limit.rlim_cur = old;
+    setrlimit(RLIMIT_NOFILE, &limit);
     EXPECT_EQ(before, countDescriptors());
 }
 
