@@ -36,9 +36,6 @@ private:
 // Whether there is an element in the tree that stands for a descriptor.
 bool holdsDescriptor(Element* tree);
 
-// Closes the descriptors of a call that nobody takes. Its elements name none from then on.
-void closeDescriptors(Element* params);
-
 } // namespace Tavix
 
 #endif

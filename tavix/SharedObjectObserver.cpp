@@ -1,7 +1,7 @@
 #include "tavix/SharedObjectObserver.h"
 
-#include "tavix/DescriptorsInternal.h"
 #include "tavix/elements/ExceptionElem.h"
+#include "tavix/elements/FileDescriptorVisitor.h"
 
 #include <utility>
 

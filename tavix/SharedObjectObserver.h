@@ -37,7 +37,8 @@ public:
 
     // Answers a call at once. Lends params for the call. Gives the proxy a new element, an ExceptionElem for
     // a failure; null is a fault that stops the process. Open descriptors in params (FileDescriptorElem) belong to
-    // the object, which closes them; they have the close-on-exec flag. Default: the exception "Unknown method", code
+    // the object, which closes them, those that it did not ask for too: see closeDescriptors. They have the
+    // close-on-exec flag. Default: the exception "Unknown method", code
     // -1, and such descriptors are closed.
     virtual Element* callMethod(std::string objName, std::string method, Element* params);
 

@@ -1,8 +1,8 @@
 #include "tavix/TableDrivenTavix.h"
 
-#include "tavix/DescriptorsInternal.h"
 #include "tavix/ServedObjectInternal.h"
 #include "tavix/TavixProxy.h"
+#include "tavix/elements/FileDescriptorVisitor.h"
 
 namespace Tavix {
 

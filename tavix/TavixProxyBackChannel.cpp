@@ -65,20 +65,6 @@ bool holdsDescriptor(Element* tree)
     return found;
 }
 
-void closeDescriptors(Element* params)
-{
-    auto closeOne = [](void* closed, FileDescriptorElem* element, std::string const&) {
-        const int fd = element->intValue();
-        // One number may stand in several elements.
-        if (fd >= 0 && static_cast<std::set<int>*>(closed)->insert(fd).second)
-            close(fd);
-        element->setValue(-1);
-    };
-    std::set<int> closed;
-    FileDescriptorVisitor visitor(closeOne, &closed, std::string());
-    params->accept(&visitor);
-}
-
 std::string descriptorKey(std::string const& objName, std::string const& method, int messageId, int clientId)
 {
     return objName + "." + method + "." + iToString(messageId) + "." + iToString(clientId);

@@ -10,6 +10,7 @@
 #include "tavix/elements/EESFormat.h"
 #include "tavix/elements/EESParser.h"
 #include "tavix/elements/ExceptionElem.h"
+#include "tavix/elements/FileDescriptorVisitor.h"
 #include "tavix/elements/MapElem.h"
 #include "tavix/elements/NullElem.h"
 #include "tavix/foundation/Check.h"

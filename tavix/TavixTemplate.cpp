@@ -1,8 +1,8 @@
 #include "tavix/TavixTemplate.h"
 
-#include "tavix/DescriptorsInternal.h"
 #include "tavix/ServedObjectInternal.h"
 #include "tavix/TavixProxy.h"
+#include "tavix/elements/FileDescriptorVisitor.h"
 #include "tavix/foundation/Check.h"
 
 #include <cstring>

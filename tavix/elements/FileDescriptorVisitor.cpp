@@ -1,7 +1,11 @@
 #include "tavix/elements/FileDescriptorVisitor.h"
 
+#include "tavix/elements/FileDescriptorElem.h"
 #include "tavix/elements/ListElem.h"
 #include "tavix/elements/MapElem.h"
+
+#include <set>
+#include <unistd.h>
 
 namespace Tavix {
 
@@ -58,6 +62,20 @@ int FileDescriptorVisitor::encode(char** out)
 {
     *out = nullptr;
     return 0;
+}
+
+void closeDescriptors(Element* tree)
+{
+    auto closeOne = [](void* closed, FileDescriptorElem* element, std::string const&) {
+        const int fd = element->intValue();
+        // One number may stand in several elements.
+        if (fd >= 0 && static_cast<std::set<int>*>(closed)->insert(fd).second)
+            close(fd);
+        element->setValue(-1);
+    };
+    std::set<int> closed;
+    FileDescriptorVisitor visitor(closeOne, &closed, std::string());
+    tree->accept(&visitor);
 }
 
 } // namespace Tavix

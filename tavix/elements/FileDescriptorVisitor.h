@@ -1,6 +1,7 @@
 #ifndef TAVIX_ELEMENTS_FILEDESCRIPTORVISITOR_H
 #define TAVIX_ELEMENTS_FILEDESCRIPTORVISITOR_H
 
+#include <tavix/elements/Element.h>
 #include <tavix/elements/ElementVisitor.h>
 
 #include <string>
@@ -35,6 +36,10 @@ private:
     void* _context;
     std::string _key;
 };
+
+// Closes every descriptor that stands in the tree, each once; no element names one from then on. For the handler of a
+// call that has no more use for what came with it, or never had.
+TAVIX_API void closeDescriptors(Element* tree);
 
 } // namespace Tavix
 
