@@ -42,8 +42,5 @@ Element* writeReport(Element* params)
     Element* to = params->instanceOf(MapElem::_type) ? static_cast<MapElem*>(params)->find("to") : nullptr;
     if (!to || !to->instanceOf(FileDescriptorElem::_type))
         return new ExceptionElem("report takes an open descriptor under the key \"to\"", kBadArgument);
-    const int fd = to->intValue();
-    Element* result = write(fd, compose());
-    close(fd);
-    return result;
+    return write(to->intValue(), compose());
 }

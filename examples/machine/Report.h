@@ -3,9 +3,8 @@
 
 #include <tavix/tavix.h>
 
-// Writes uptime, load and memory, one line of JSON each, into the open descriptor under "to" in params, and closes
-// it: a descriptor that has come with a call belongs to its handler. Gives back the number of bytes, or an
-// ExceptionElem.
+// Writes uptime, load and memory, one line of JSON each, into the open descriptor under "to" in params. Gives back the
+// number of bytes, or an ExceptionElem.
 Tavix::Element* writeReport(Tavix::Element* params);
 
 #endif
