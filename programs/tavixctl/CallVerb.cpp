@@ -50,6 +50,8 @@ ExitCode run(CallOptions const& options)
         return fail(kUsage, error);
     BusClient client(options.bus);
     ExitCode code = client.connect();
+    if (code == kSuccess)
+        code = descriptors.open(client.deadline());
     std::unique_ptr<Tavix::Element> result;
     if (code == kSuccess)
         code = client.call(options.object, options.method, argument.get(), result);
@@ -76,8 +78,9 @@ void addCallVerb(CLI::App& program, VerbAction& action)
                      "Open PATH and put it under the key NAME of the ARGUMENT,\n"
                      "which is a JSON object or absent. Behind PATH may stand\n"
                      ":r to read it, which is the default, :w to empty or\n"
-                     "create and write it, :rw to read and write it. Any\n"
-                     "number of times")
+                     "create and write it, :rw to read and write it. A\n"
+                     "named pipe waits for its other end. Any number of\n"
+                     "times")
         ->type_size(1)
         ->allow_extra_args(false)
         ->type_name("NAME=PATH[:r|w|rw]");

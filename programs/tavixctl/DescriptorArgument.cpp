@@ -55,34 +55,35 @@ bool DescriptorArguments::addTo(SharedPtr<Tavix::Element>& argument, std::vector
     }
     auto* map = static_cast<Tavix::MapElem*>(argument.get());
     for (std::string const& text : texts) {
-        std::string name;
-        int fd;
-        if (!open(text, name, fd, error))
-            return false;
-        if (map->hasChild(name)) {
-            error = "--fd " + text + ": the ARGUMENT has \"" + name + "\" already";
+        const size_t separator = text.find('=');
+        if (separator == std::string::npos || separator == 0 || separator + 1 == text.size()) {
+            error = "--fd takes NAME=PATH, with :r, :w or :rw behind it, not \"" + text + "\"";
             return false;
         }
-        map->addChild(name, new Tavix::FileDescriptorElem(fd, "", "", ""));
+        const std::string name = text.substr(0, separator);
+        if (map->hasChild(name)) {
+            error = "--fd " + text + ": there is a \"" + name + "\" already";
+            return false;
+        }
+        auto* place = new Tavix::FileDescriptorElem(-1, "", "", "");
+        map->addChild(name, place);
+        _files.push_back({text.substr(separator + 1), place});
     }
     return true;
 }
 
-bool DescriptorArguments::open(std::string const& text, std::string& name, int& fd, std::string& error)
+ExitCode DescriptorArguments::open(Deadline const& deadline)
 {
-    const size_t separator = text.find('=');
-    if (separator == std::string::npos || separator == 0 || separator + 1 == text.size()) {
-        error = "--fd takes NAME=PATH, with :r, :w or :rw behind it, not \"" + text + "\"";
-        return false;
+    Deadline::Interrupt interrupt(deadline);
+    for (File& file : _files) {
+        const int flags = flagsOf(file.path);
+        const int fd = ::open(file.path.c_str(), flags | O_CLOEXEC | O_NOCTTY, 0666);
+        if (fd < 0 && errno == EINTR && deadline.expired())
+            return fail(kTimedOut, "timed out while opening " + file.path);
+        if (fd < 0)
+            return fail(kUsage, "cannot open " + file.path + ": " + std::strerror(errno));
+        _open.push_back(fd);
+        file.place->setValue(fd);
     }
-    name = text.substr(0, separator);
-    std::string path = text.substr(separator + 1);
-    const int flags = flagsOf(path);
-    fd = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, 0666);
-    if (fd < 0) {
-        error = "cannot open " + path + ": " + std::strerror(errno);
-        return false;
-    }
-    _open.push_back(fd);
-    return true;
+    return kSuccess;
 }

@@ -1,6 +1,9 @@
 #ifndef TAVIX_PROGRAMS_TAVIXCTL_DESCRIPTORARGUMENT_H
 #define TAVIX_PROGRAMS_TAVIXCTL_DESCRIPTORARGUMENT_H
 
+#include "tavixctl/Deadline.h"
+#include "tavixctl/ExitCode.h"
+
 #include <tavix/elements/Element.h>
 #include <tavix/foundation/SharedPtr.h>
 
@@ -16,13 +19,20 @@ public:
     DescriptorArguments& operator=(DescriptorArguments const&) = delete;
     ~DescriptorArguments();
 
-    // False with an error in words.
+    // Makes the places; nothing is opened yet, which may empty a file. False with an error in words.
     bool addTo(SharedPtr<Tavix::Element>& argument, std::vector<std::string> const& texts,
                std::string& error);
 
-private:
-    bool open(std::string const& text, std::string& name, int& fd, std::string& error);
+    // Opens the files into their places in the argument. A named pipe waits for its other end.
+    ExitCode open(Deadline const& deadline);
 
+private:
+    struct File {
+        std::string path;      // with its mode
+        Tavix::Element* place; // lent by the argument
+    };
+
+    std::vector<File> _files;
     std::vector<int> _open;
 };
 

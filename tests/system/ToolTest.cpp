@@ -9,9 +9,12 @@
 
 #include <cmath>
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <set>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Tavix;
 using testing::HasSubstr;
@@ -70,6 +73,13 @@ TEST_F(Tool, CallTellsCausesApart)
     auto bus = startBus();
     auto service = startExample("machine_service");
     const std::string nowhere = dir.file("nowhere");
+    const std::string report = dir.file("report"), pipeFile = dir.file("pipe");
+    int ends[2];
+    ASSERT_EQ(0, pipe2(ends, O_CLOEXEC) + close(ends[0]) + mkfifo(pipeFile.c_str(), 0600));
+    const std::string descriptors = "/proc/" + std::to_string(service->pid()) + "/fd";
+    auto count = [&] { return std::distance(fs::directory_iterator(descriptors), {}); };
+    call({"machine", "uptime"});
+    const auto open = count();
     const std::string tooDeep = std::string(16, '[') + std::string(16, ']');
     struct {
         Arguments arguments;
@@ -107,6 +117,28 @@ TEST_F(Tool, CallTellsCausesApart)
         {{"--address", nowhere, "machine", "uptime"}, "", 3, "", nowhere + ": No such file or directory"},
         {{"nobody", "uptime"}, "", 4, "", "no object \"nobody\""},
         {{"--timeout", "0.05", "machine", "measureLoad", "60"}, "", 5, "", "timed out"},
+        {{"--fd", "to=" + report + ":w", "--fd", "x=/dev/null", "machine", "report"}, "", 0, "", ""},
+        {{"--fd", "x=" + report, "machine", "uptime"}, "", 0, "\"seconds\":", ""},
+        {{"--fd", "to=" + report, "machine", "report"}, "", 1, "", "cannot write: Bad file descriptor"},
+        {{"--fd", "to=/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(ends[1]) + ":w", "machine",
+          "report"},
+         "",
+         1,
+         "",
+         "cannot write: Broken pipe"},
+        {{"--fd", "a=" + report + ":w", "--fd", "a=" + report, "machine", "report"},
+         "",
+         2,
+         "",
+         "is a \"a\" already"},
+        {{"--fd", "to", "machine", "report"}, "", 2, "", "--fd takes NAME=PATH"},
+        {{"--fd", "to=" + report + ":x", "machine", "report"}, "", 2, "", "report:x: No such file"},
+        {{"--fd", "to=" + report, "machine", "report", "[]"}, "", 2, "", "this one is none"},
+        {{"--timeout", "0.05", "--fd", "to=" + pipeFile + ":w", "machine", "report"},
+         "",
+         5,
+         "",
+         "while opening"},
     };
     for (auto const& c : cases) {
         ProcessResult result = call(c.arguments, c.input);
@@ -116,6 +148,9 @@ TEST_F(Tool, CallTellsCausesApart)
         EXPECT_EQ(result.output.empty(), c.status != 0) << result.output;
         EXPECT_EQ(result.errors.empty(), c.status == 0) << result.errors;
     }
+    EXPECT_THAT(contentOf(report), HasSubstr("\"seconds\":"));
+    EXPECT_EQ(open, count());
+    close(ends[1]);
 }
 
 TEST_F(Tool, CallTellsAnEndOfTheBusFromOneOfTheObject)
