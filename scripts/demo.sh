@@ -99,6 +99,10 @@ show 0 tavixctl call machine load
 show 0 tavixctl call machine processes 2
 show 0 tavixctl call machine list '"docs"'
 
+title "An open file goes along with a call, and the service writes into it"
+show 0 tavixctl call --fd "to=$work/report:w" machine report
+show 0 cat "$work/report"
+
 title "A method that answers late, from another thread of the service"
 show 0 tavixctl call machine measureLoad 0.5
 
