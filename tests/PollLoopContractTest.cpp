@@ -312,6 +312,15 @@ TEST_P(PollLoopContract, changesByOtherThreadsReachTheLoop)
     runner.join();
 }
 
+// The thread on its way into the loop may be waiting for what went with the source.
+TEST_P(PollLoopContract, aPassBehindARemovalByAnotherThreadDoesNotBlock)
+{
+    Station station(*loop, kReadWatch);
+    std::thread([&] { station.remove(); }).join();
+    loop->iterate();
+    EXPECT_EQ(0, station.calls);
+}
+
 INSTANTIATE_TEST_SUITE_P(Loops, PollLoopContract, testing::ValuesIn(kLoopKinds),
                          [](auto const& info) { return info.param.name; });
 
