@@ -5,26 +5,38 @@
 // languages. This file can be read alone. What holds for every function:
 //
 // 1. Handles. A value is a tree of elements, and a TvxElement* stands for one of them with everything below
-//    it. In C++ it is the Tavix::Element* itself: the two conversions at the end change the type and nothing
-//    else.
+//    it. In C++ it is the Tavix::Element* itself: the two conversions at the end change the type and
+//    nothing else.
 // 2. Ownership. tvx_elem_new*, tvx_*_elem_new*, tvx_elem_clone and tvx_*_remove_child give the caller an
 //    element, which the caller releases with tvx_elem_free or hands to a container. A container takes a
-//    child away from the caller, also when adding fails, and releases it with itself. tvx_*_get_child lends:
-//    the pointer is valid while the container keeps the child. Texts and bytes passed in are copied.
-// 3. Errors. A constructor answers null when memory runs out. A `result` argument may be null; otherwise the
-//    code is stored there. Nothing throws.
+//    child away from the caller, also when adding fails, and releases it with itself. tvx_*_get_child
+//    lends: the pointer is valid while the container keeps the child. Texts and bytes passed in are copied.
+// 3. Errors. A constructor answers null when memory runs out. A `result` argument may be null; otherwise
+//    the code is stored there. Nothing throws.
 // 4. Nulls. A null where a handle, text or buffer is needed is refused: nothing is changed, a child that
-//    would have been taken is released, and the answer is the refusal: null for a pointer, false for a bool,
-//    0 for "non-zero on success", for the rest what is said at the function. The code, where there is one,
-//    is OPERATION_FAILED_NOT_SUPPORTED.
+//    would have been taken is released, and the answer is the refusal: null for a pointer, false for a
+//    bool, 0 for "non-zero on success", for the rest what is said at the function. The code, where there is
+//    one, is OPERATION_FAILED_NOT_SUPPORTED; where it is a RemoteProxyResult, PROXY_CONNECTION_ERROR for
+//    the proxy, PROXY_OBJECT_NOT_FOUND for the name of an object, and PROXY_METHOD_NOT_FOUND for that of a
+//    method or event. What may be null is said.
 // 5. Texts end at their first zero byte here, although an element may hold any bytes.
-// 6. Threads. A tree, and an iterator over it, belong to one thread at a time. Proxies and loops say for
-//    themselves.
+// 6. Threads. A tree, and an iterator over it, belong to one thread at a time. One thread at a time runs a
+//    loop, and the bus and every proxy over it work there; other threads may send through a proxy, and add
+//    and remove objects and observers. A threaded proxy brings its own thread, and may be used on all
+//    others.
+// 7. Callbacks run on the thread that runs the loop, or on a threaded proxy's own, with `userData` as it
+//    was given; what they are shown is lent for the call. They may call, send, add and remove, themselves
+//    too, and wait, while others run further up on the same stack; they do not free the proxy or the loop.
+//
+// A program for the bus makes a loop and a proxy over it, connects, adds what it serves and observes, and
+// calls tvx_poll_loop_iterate again and again; in the end it removes, and frees the proxy and the loop.
 
 #include <tavix/RemoteProxyResult.h>
+#include <tavix/TvxPollLoopFunctions.h>
 #include <tavix/elements/TvxResult.h>
 #include <tavix/foundation/Export.h>
 
+#include <semaphore.h>
 #include <stdarg.h>
 #include <stdbool.h>
 #include <stdio.h>
@@ -41,6 +53,7 @@ typedef struct _TvxElement TvxElement;
 typedef struct TvxIterator TvxIterator;
 typedef struct _TvxPollLoop TvxPollLoop;
 typedef struct _TvxProxy TvxProxy;
+typedef struct _TvxBus TvxBus;
 
 // The name of a code, as "OPERATION_OK", or "Unknown error" for any other value. A constant text.
 TAVIX_API const char* tvx_result_to_string(TvxResult result);
@@ -193,38 +206,184 @@ TAVIX_API int tvx_iterator_next(TvxIterator* iterator);
 TAVIX_API void tvx_iterator_free(TvxIterator* iterator);
 
 // ---- Event loops ----
-// Everything that is received is handled inside tvx_poll_loop_iterate, on the thread that calls it.
+// A loop waits for descriptors and calls back. Everything that a proxy or bus receives is handled inside
+// tvx_poll_loop_iterate, or while a blocking function of the proxy runs the loop.
 
-// A loop over select(2), for descriptors below 1024.
+// What a source is watched for; combined with |.
+enum { TVX_READ_WATCH = 0x01, TVX_WRITE_WATCH = 0x10 };
+
+// Each gives the caller a share of a new loop. Over select(2), for descriptors below 1024;
 TAVIX_API TvxPollLoop* tvx_select_loop_glue_new(void);
-// Gives up the caller's share: the loop itself stays while a proxy uses it. Null does nothing.
+// over epoll(7), for many descriptors;
+TAVIX_API TvxPollLoop* tvx_epoll_loop_glue_new(void);
+// in GLib's default main context, for programs that run a GLib main loop;
+TAVIX_API TvxPollLoop* tvx_glib_select_loop_new(void);
+// over the caller's own loop. Both are lent for the life of the loop; `context` may be null. Null also when a
+// function of the table is.
+TAVIX_API TvxPollLoop* tvx_c_select_loop_new(const TvxPollLoopFunctions* functions, void* context);
+// Gives up the caller's share: the loop itself stays while a proxy or bus uses it. Null does nothing.
 TAVIX_API void tvx_poll_loop_free(TvxPollLoop* loop);
-// Waits until something happens and handles it.
+// One pass: waits until something happens and handles it. A signal may end a pass in which nothing did.
 TAVIX_API void tvx_poll_loop_iterate(TvxPollLoop* loop);
 
-// ---- Proxies: calling other processes' objects ----
-// A proxy belongs to the thread that runs its loop.
+// A program puts descriptors of its own on the loop as sources: new, add_watch, add; in the end remove,
+// delete, and only then is the descriptor closed. A handle belongs to its loop. Answers are 0 for success,
+// else below 0; a refusal is -EINVAL.
+TAVIX_API int tvx_poll_loop_new_source(TvxPollLoop* loop, int fd, void*** source);
+// The source must not be registered.
+TAVIX_API int tvx_poll_loop_delete_source(TvxPollLoop* loop, void** source);
+// Registers the source: `callback` runs when a watch finds the descriptor ready, again in every pass as
+// long as it is. One source per descriptor.
+TAVIX_API int tvx_poll_loop_add_source(TvxPollLoop* loop, void** source, TvxSourceCallback callback,
+                                       void* context);
+TAVIX_API int tvx_poll_loop_remove_source(TvxPollLoop* loop, void** source);
+// One watch at a time; what is already so stays so.
+TAVIX_API int tvx_poll_loop_source_add_watch(TvxPollLoop* loop, void** source, unsigned watch);
+TAVIX_API int tvx_poll_loop_source_remove_watch(TvxPollLoop* loop, void** source, unsigned watch);
+// Inside the source's callback: what it was called for. A hang-up reads as readable.
+TAVIX_API int tvx_poll_loop_source_is_readable(TvxPollLoop* loop, void** source, bool* readable);
+TAVIX_API int tvx_poll_loop_source_is_writable(TvxPollLoop* loop, void** source, bool* writable);
+// The descriptor.
+TAVIX_API int tvx_poll_loop_source_get_file_descriptor(TvxPollLoop* loop, void** source);
 
-// Shares the loop. Makes no connection. The caller frees the proxy with tvx_proxy_free.
+// ---- Proxies ----
+// A proxy is a program's end of the bus, over one connection. In C++ it is the Tavix::TavixProxy* itself.
+
+// Shares the loop. Makes no connection. The caller frees the proxy.
 TAVIX_API TvxProxy* tvx_proxy_new(TvxPollLoop* loop);
-// Null does nothing.
+// The same with a thread and a loop of its own: there is nothing to iterate, callbacks run on that thread,
+// and a blocking function blocks its caller only.
+TAVIX_API TvxProxy* tvx_proxy_threaded_new(void);
+// The process's proxy: made once, before other threads ask for it, and lent; the library frees it when the
+// process ends. A second tvx_proxy_init is a fault that stops the process. tvx_proxy_threaded_init makes
+// one with a thread of its own, which tvx_proxy_instance then tells; when there is one, of either kind,
+// that stays.
+TAVIX_API TvxProxy* tvx_proxy_init(TvxPollLoop* loop);
+TAVIX_API void tvx_proxy_threaded_init(void);
+// Null before.
+TAVIX_API TvxProxy* tvx_proxy_instance(void);
+// Ends the thread of a threaded proxy: whoever waits for an answer gets PROXY_CONNECTION_ERROR, and no
+// callback runs any more when this returns; from inside a callback the thread ends behind it. Does nothing
+// for null and for a proxy that is not threaded.
+TAVIX_API void tvx_proxy_threaded_kill_main_loop(TvxProxy* proxy);
+// Closes the connection, ends the thread, and releases what is added still. Callbacks of calls under way do
+// not run; tokens that are held still are answered as ever. Other threads have left the proxy. Null, and
+// the process's proxy, do nothing.
 TAVIX_API void tvx_proxy_free(TvxProxy* proxy);
 // Connects to the bus: at its default socket for a null `address`, at the path of a Unix domain socket, or
 // over TCP at "host", "host:port" or "[v6 address]:port". Blocks for up to 11 seconds while nobody listens on
-// a Unix domain path. Answers non-zero when the proxy is connected.
+// a Unix domain path. Answers non-zero when the proxy is connected, also when it was before. After a lost
+// connection connect again, and add objects again, and remove and add observers: the bus has forgotten them.
 TAVIX_API int tvx_proxy_connect(TvxProxy* proxy, const char* address);
+// Non-zero when the process's proxy is connected.
+TAVIX_API int tvx_proxy_is_connected(void);
+// Runs the loop until the semaphore can be taken; beside a threaded proxy's thread it just waits. A null
+// `sem` is a fault that stops the process.
+TAVIX_API void tvx_proxy_wait(TvxProxy* proxy, sem_t* sem);
+// The name of a result, as "PROXY_OK", or "Unknown error" for a value without one. A constant text.
+TAVIX_API const char* tvx_proxy_result_to_string(RemoteProxyResult result);
+
+// ---- Calls ----
+// Calls have no time limit: they end with the answer or with a connection. PROXY_MEMORY_ERROR: a value that
+// cannot be encoded, of which standard error tells the place. PROXY_REQUEST_TOO_LARGE: above 196608 bytes.
+// Parameters may hold open descriptors, which stay the caller's.
+
+// An answer, or the exception in its place, as with the connection's end.
+typedef void (*TvxResponseCallback)(TvxProxy* proxy, TvxElement* result, void* userData);
+
 // Calls a method and waits for the answer, running the loop meanwhile. Lends `params`; null for none. The
 // element answered is the caller's: with PROXY_OK it is the value, with a code that came from the object or
-// the bus the exception, which has the text; null when the call could not be sent. Refusal: null, with
-// PROXY_CONNECTION_ERROR for a null `proxy`, PROXY_OBJECT_NOT_FOUND or PROXY_METHOD_NOT_FOUND for the names.
+// the bus the exception, which has the text; null when the call could not be sent.
 TAVIX_API TvxElement* tvx_proxy_call_method(TvxProxy* proxy, const char* objName, const char* method,
                                             TvxElement* params, RemoteProxyResult* result);
 // The same with the parameters that tvx_elem_new builds; PROXY_MEMORY_ERROR when it cannot.
 TAVIX_API TvxElement* tvx_proxy_call_with_format(TvxProxy* proxy, RemoteProxyResult* result,
                                                  const char* objName, const char* method, const char* format,
                                                  ...);
-// The name of a result, as "PROXY_OK", or "Unknown error" for a value without one. A constant text.
-TAVIX_API const char* tvx_proxy_result_to_string(RemoteProxyResult result);
+// Sends a call and returns. Lends `params`; null for none. With PROXY_OK `callback` runs exactly once, unless
+// the proxy is freed before, with any other result never. A null `callback` drops the answer.
+TAVIX_API RemoteProxyResult tvx_proxy_call_method_async(TvxProxy* proxy, const char* objName,
+                                                        const char* method, TvxElement* params,
+                                                        TvxResponseCallback callback, void* userData);
+
+// ---- Events ----
+// Anybody sends any event under the name of any object, which need not exist.
+
+// `data` is null when the event carries no value.
+typedef void (*TvxEventCallback)(TvxProxy* proxy, const char* objName, const char* event, TvxElement* data,
+                                 void* userData);
+typedef void (*TvxObjectCallback)(TvxProxy* proxy, void* userData);
+
+// Lends `data`; null for none. Every observer of the pair gets it, in this process too. Nobody answers:
+// PROXY_OK says that it is on its way.
+TAVIX_API RemoteProxyResult tvx_proxy_send_event(TvxProxy* proxy, const char* objName, const char* event,
+                                                 TvxElement* data);
+// Subscribes. Answers a handle, valid until tvx_proxy_remove_observer takes it or the proxy is freed; null
+// when the proxy is not connected, or the subscription cannot be sent: then nothing stays behind.
+// `userData` is lent as long.
+TAVIX_API void* tvx_proxy_add_observer(TvxProxy* proxy, const char* objName, const char* event,
+                                       TvxEventCallback callback, void* userData);
+// Takes the handle back. On return the callback runs nowhere any more: a call on another thread is waited
+// for, which must be able to end without this one. From inside the callback it returns at once, and the
+// callback has ended when that call returns. PROXY_CONNECTION_ERROR: removed, but the bus could not be
+// told, since there is no connection. PROXY_OBJECT_NOT_FOUND for a null handle. PROXY_OBSERVER_NOT_FOUND:
+// the handle is another proxy's, and stays.
+TAVIX_API RemoteProxyResult tvx_proxy_remove_observer(TvxProxy* proxy, void* observer);
+// Runs `callback`, which may be null, once, when the bus has an object of this name or would start one on
+// demand: before the return, or later. It cannot be cancelled. A blocking call: after a failure of it the
+// callback may still run. A null proxy or name is a fault that stops the process.
+TAVIX_API RemoteProxyResult tvx_proxy_on_object_added(TvxProxy* proxy, const char* objName,
+                                                      TvxObjectCallback callback, void* userData);
+// Runs the loop until the bus has such an object. PROXY_CONNECTION_ERROR when the connection ends before.
+TAVIX_API RemoteProxyResult tvx_proxy_wait_for_object(TvxProxy* proxy, const char* objName);
+
+// ---- Serving objects ----
+// A call to an object reaches its asynchronous method first, if it has one, and its synchronous method if
+// that declines. An object without the second answers the exception "Unknown method", code -1, in its
+// place. Descriptors in `params` belong to the method that takes the call, which closes them.
+
+// Answers at once, with a new element, which the library releases; an exception for a failure. `params` is
+// never null: a call without a value has a null element. A null answer is a fault that stops the process.
+typedef TvxElement* (*TvxMethodCallback)(TvxProxy* proxy, const char* objName, const char* method,
+                                         TvxElement* params, void* userData);
+// Answers a call that an asynchronous method has taken, and takes the token. `result` stays the caller's;
+// null answers with the exception "No result", code -1. Any thread, also behind the end of the caller, the
+// object or the proxy: then the answer is dropped.
+typedef void (*TvxRespondFunction)(void* token, TvxElement* result);
+// Non-zero: the method has taken the call, and hands `token` to `respond` exactly once, now or later, which
+// until then keeps `params` and the texts alive. 0: it declines, unless it has answered already.
+typedef int (*TvxAsyncMethodCallback)(TvxProxy* proxy, const char* objName, const char* method,
+                                      TvxElement* params, TvxRespondFunction respond, void* token,
+                                      void* userData);
+
+// Publishes an object under a name, with either method or both; a null one is not there. PROXY_OK says that
+// the request was sent, and lends `userData` until the object is removed or the proxy freed; when the bus
+// refuses, a line on standard error tells. A name added on this connection before keeps its first methods;
+// after another connect the new ones take the place of the old.
+TAVIX_API RemoteProxyResult tvx_proxy_add_shared_object_full(TvxProxy* proxy, const char* objName,
+                                                             TvxMethodCallback callback,
+                                                             TvxAsyncMethodCallback asyncCallback,
+                                                             void* userData);
+TAVIX_API RemoteProxyResult tvx_proxy_add_shared_object(TvxProxy* proxy, const char* objName,
+                                                        TvxMethodCallback callback, void* userData);
+TAVIX_API RemoteProxyResult tvx_proxy_add_shared_object_async(TvxProxy* proxy, const char* objName,
+                                                              TvxAsyncMethodCallback asyncCallback,
+                                                              void* userData);
+// Takes an object back that these functions have added; PROXY_OBJECT_NOT_FOUND for another name. Calls that
+// are not answered get the exception "Object disappeared", code 2. On return its methods run nowhere any
+// more: a call on another thread is waited for, which must be able to end without this one. From inside a
+// method of the object it returns at once, and the method has ended when it returns.
+// PROXY_CONNECTION_ERROR: removed, but the bus could not be told, since there is no connection.
+TAVIX_API RemoteProxyResult tvx_proxy_remove_shared_object(TvxProxy* proxy, const char* objName);
+
+// ---- A bus in this process ----
+
+// Shares the loop, and serves on the default socket while somebody iterates it. `socketBufferSize` in
+// bytes, 0 for the system's default. Null also when the socket cannot be had, as when another bus serves
+// there: standard output has the reason. Of the loop's thread, as is tvx_bus_free.
+TAVIX_API TvxBus* tvx_bus_new(TvxPollLoop* loop, int socketBufferSize);
+// Closes every connection. Null does nothing.
+TAVIX_API void tvx_bus_free(TvxBus* bus);
 
 #ifdef __cplusplus
 }
