@@ -2,8 +2,10 @@
 #define TAVIX_PROXYINTERNAL_H
 
 #include "tavix/Connection.h"
+#include "tavix/RegistrationInternal.h"
 #include "tavix/TavixProxy.h"
 #include "tavix/TavixProxyBackChannelInternal.h"
+#include "tavix/capi.h"
 #include "tavix/elements/EESPeekParser.h"
 #include "tavix/foundation/AtomicCounter.h"
 #include "tavix/foundation/NonCopyable.h"
@@ -45,20 +47,19 @@ struct ProxyLife {
     int answering = 0; // answers on their way through the proxy
 };
 
-// One observer of one pair. The table holds one reference, and every delivery under way one.
-struct TavixProxy::EventObserverInfo {
+// One observer of one pair.
+struct TavixProxy::EventObserverInfo : Registration {
     explicit EventObserverInfo(ObjectEventObserver* lent) : observer(lent) {}
 
-    bool ref(); // true while it was in use before
-    void unref();
-    // For the one who took it out of the table: returns when the observer is not being called on another
-    // thread, and never will be again.
-    void retire();
-
     ObjectEventObserver* const observer; // lent
-    Ferrule::AtomicCounter refCount{1};
-    std::recursive_mutex lock; // held while the observer is called
-    bool removed = false;      // guarded by lock
+};
+
+// One object under one name.
+struct TavixProxy::SharedObject : Registration {
+    explicit SharedObject(SharedObjectObserver* lent) : observer(lent) {}
+
+    SharedObjectObserver* const observer; // lent
+    unsigned linkId = 0;                  // of the connection it was added on last; guarded by tableLock
 };
 
 // Lock order. Each of these is held for a few lines and never across another of this list, a callback or a
@@ -73,11 +74,15 @@ struct TavixProxy::EventObserverInfo {
 // - The lock of BackChannels is held during calls of sockets that do not block and may be followed by the
 //   loop's.
 // - lateTaskLock of TavixProxyThreaded is held while a bus is started or ended, behind the end of the thread.
-// The lock of an observer's record is held while that observer runs: it stands before all the others.
+// The lock of a registration is held while its observer or object runs: it stands before all the others.
 struct ProxyPrivate {
-    struct SharedObject {
-        SharedObjectObserver* observer = nullptr; // lent
-        unsigned linkId = 0;                      // of the connection it was added on last
+    // A call of the flat interface, from before it is sent until its callback has run.
+    struct AsyncCallShim {
+        TvxResponseCallback callback;
+        TvxProxy* proxy;
+        void* userData;
+        ProxyPrivate* owner;
+        std::list<AsyncCallShim>::iterator place;
     };
 
     // The observers of one pair, in order of registration.
@@ -119,7 +124,7 @@ struct ProxyPrivate {
     const std::shared_ptr<ProxyLife> life;
 
     mutable std::mutex connectionLock; // guards link
-    std::mutex requestLock;            // guards requests
+    std::mutex requestLock;            // guards requests and asyncCalls
     std::mutex writeLock;              // one writer at a time, and the source of every link
     std::mutex methodLock;             // guards pendingMethods and the place of every call in it
     std::mutex tableLock;              // guards sharedObjects, eventObservers and the two behind it
@@ -130,8 +135,9 @@ struct ProxyPrivate {
     std::atomic<unsigned> nextLinkId{1};
 
     std::map<unsigned, CoreRequest*> requests; // by request identifier, owned
+    std::list<AsyncCallShim> asyncCalls;
     std::list<SharedPtr<TavixProxy::MethodCall>> pendingMethods;
-    std::map<std::string, SharedObject> sharedObjects;
+    std::map<std::string, Registered<TavixProxy::SharedObject>> sharedObjects;
     std::map<std::string, Subscription> eventObservers; // by object name and event, joined
     std::list<ObjectWait*> objectWaits;
     std::set<ObjectReadyObserver*> readyObservers; // owned, as they are by themselves
@@ -156,6 +162,8 @@ public:
     std::string const& getIdentity() override { return identity; }
     Element* getParams() override { return params; }
     void respond(Element* result) override;
+    // False, and nothing is sent, when it has been answered before.
+    bool respondFirst(Element* result);
 
     // False for a message that names no object or no method: it cannot be dispatched.
     bool isComplete() const { return complete; }

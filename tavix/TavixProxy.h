@@ -58,6 +58,7 @@ public:
 
     class MethodCall;
     struct EventObserverInfo;
+    struct SharedObject;
 
     // What handleMethodResponse completes.
     enum MessageType { kResponse = 1 };
@@ -154,7 +155,7 @@ public:
     RemoteProxyResult addSharedObject(std::string objName, SharedObjectObserver* observer);
 
     // Takes a name back. Calls to it that are not answered yet get the exception "Object disappeared",
-    // code 2.
+    // code 2. No call of the object begins behind the return; one that is under way on another thread goes on.
     RemoteProxyResult removeSharedObject(std::string objName);
 
     // Subscribes to an event of an object, which needs not exist. Lends observer until removeObserver has
@@ -166,8 +167,9 @@ public:
     RemoteProxyResult addObserver(std::string objName, std::string event, ObjectEventObserver* observer);
 
     // Ends a subscription. Once it has returned the observer is not called again: it waits for a call that is
-    // under way on another thread. From inside the observer's own call it returns at once; the call goes on,
-    // so an observer that removes itself must not be deleted elsewhere before that call has ended.
+    // under way on another thread, unless that one waits in here for a call of this thread. From inside the
+    // observer's own call it returns at once; the call goes on, so an observer that removes itself must not be
+    // deleted elsewhere before that call has ended.
     // PROXY_OBSERVER_NOT_FOUND for a pair that nobody observes here. PROXY_CONNECTION_ERROR: not connected,
     // and the observer stays; or the connection broke meanwhile, and it has gone.
     RemoteProxyResult removeObserver(std::string objName, std::string event, ObjectEventObserver* observer);
@@ -196,6 +198,7 @@ private:
     friend class ObjectReadyObserver;
     friend class TableDrivenTavix;
     friend class TavixTemplate;
+    friend struct FlatProxy;
     friend RemoteProxyResult stopSharing(TavixProxy*& proxy, std::string const& name,
                                          SharedObjectObserver const* object);
 
@@ -203,6 +206,12 @@ private:
     void forgetObserver(std::string const& objName, SharedObjectObserver* observer);
     // For one whose name another object took on a later connection, or had first.
     bool isServedByAnother(std::string const& objName, SharedObjectObserver const* observer) const;
+    // Adding and removing in steps. listObject takes object unless it answers false, and then leaves it alone; what
+    // it took the place of is given back. takeOutObject answers null for an unknown name, and for another observer.
+    bool listObject(std::string const& objName, SharedObject* object, SharedObject*& replaced);
+    SharedObject* takeOutObject(std::string const& objName, SharedObjectObserver const* observer);
+    RemoteProxyResult announceObject(std::string const& objName);
+    RemoteProxyResult retractObject(std::string const& objName);
 
     bool adopt(int fd);
     bool install(std::shared_ptr<ProxyLink> const& link);
@@ -235,6 +244,8 @@ private:
                            std::shared_ptr<void const> const& owner);
     void dispatchMethodCall(ResponseData* data);
     bool dispatchPlainEvent(Message const& message, std::shared_ptr<void const> const& owner);
+    RemoteProxyResult observe(std::string const& objName, std::string const& event, EventObserverInfo* info,
+                              bool keepUnsent);
     RemoteProxyResult endObservation(std::string const& objName, std::string const& event,
                                      ObjectEventObserver* observer, bool tellTheBus);
     RemoteProxyResult sendSubscription(EESMessageType type, std::string const& objName,
@@ -245,6 +256,8 @@ private:
     void deleteObservers();
     void startMethodCall(SharedPtr<MethodCall> const& call);
     void runMethodCall(SharedPtr<MethodCall> const& call);
+    bool callObject(SharedObject& object, SharedPtr<MethodCall> const& call,
+                    std::unique_ptr<Element>& response);
     void answerThrown(MethodCall* call, char const* what);
     void _sendMethodResponse(MethodCall* call, Element* result);
     void sendResponseOn(unsigned connectionId, unsigned clientId, int requestId, Element* result);

@@ -1,9 +1,8 @@
 // Events: subscriptions, deliveries and the wait for an object.
 //
 // An observer may be removed at any moment, from another thread or from inside a call of any observer, and is
-// not called once removeObserver has returned. A delivery therefore looks at the mark of a record under the
-// record's lock and keeps the lock during the call; a removal sets the mark under that lock, and so waits for
-// a call that is under way. The lock is recursive: an observer may remove itself.
+// not called once removeObserver has returned. A delivery works on a copy of the list,
+// and every call of it looks whether its observer has been removed meanwhile (see Registration).
 
 #include "tavix/Message.h"
 #include "tavix/ObjectReadyObserver.h"
@@ -49,8 +48,8 @@ public:
     void run(std::string const& objName, std::string const& event, std::string const& identity, Element* data)
     {
         for (TavixProxy::EventObserverInfo* info : _observers) {
-            std::lock_guard<std::recursive_mutex> guard(info->lock);
-            if (!info->removed)
+            const Registration::Call running(*info);
+            if (running)
                 info->observer->event(objName, event, data, identity);
         }
     }
@@ -61,7 +60,11 @@ private:
 
 // A record that has been taken out of the table: it is retired behind every lock.
 struct Retire {
-    void operator()(TavixProxy::EventObserverInfo* info) const { info->retire(); }
+    void operator()(TavixProxy::EventObserverInfo* info) const
+    {
+        info->retire();
+        info->unref();
+    }
 };
 using RetiredObserver = std::unique_ptr<TavixProxy::EventObserverInfo, Retire>;
 
@@ -73,34 +76,22 @@ std::string textOf(MapElem const* map, char const* key)
 
 } // namespace
 
-bool TavixProxy::EventObserverInfo::ref()
-{
-    return ++refCount > 1;
-}
-
-void TavixProxy::EventObserverInfo::unref()
-{
-    if (--refCount == 0)
-        delete this;
-}
-
-void TavixProxy::EventObserverInfo::retire()
-{
-    {
-        std::lock_guard<std::recursive_mutex> guard(lock);
-        removed = true;
-    }
-    unref();
-}
-
-// The table changes and the message to the bus is queued under one lock, so that two threads reach the bus in
-// the order in which they changed the table. The message is written behind that lock: a write may find the
-// connection broken, and then runs callbacks.
 RemoteProxyResult TavixProxy::addObserver(std::string objName, std::string event,
                                           ObjectEventObserver* observer)
 {
+    return observe(objName, event, new EventObserverInfo(observer), true);
+}
+
+// Takes info. keepUnsent: also when the bus could not be told. The table changes and the message to the bus
+// is queued under one lock, so that two threads reach the bus in the order in which they changed the table.
+// The message is written behind that lock: a write may find the connection broken, and then runs callbacks.
+RemoteProxyResult TavixProxy::observe(std::string const& objName, std::string const& event,
+                                      EventObserverInfo* info, bool keepUnsent)
+{
+    Registered<EventObserverInfo> own(info);
     if (!isConnected())
         return PROXY_CONNECTION_ERROR;
+    ObjectEventObserver const* const observer = info->observer;
     RetiredObserver unlisted;
     RemoteProxyResult result;
     {
@@ -111,7 +102,8 @@ RemoteProxyResult TavixProxy::addObserver(std::string objName, std::string event
             if (subscription.find(observer) != subscription.observers.end())
                 return PROXY_OBSERVER_ALREADY_EXISTS;
             const bool first = subscription.observers.empty();
-            subscription.observers.push_back(new EventObserverInfo(observer));
+            subscription.observers.push_back(own.get());
+            own.release();
             const unsigned linkId = _private->linkId;
             // On another connection than the last time the bus knows nothing of it.
             if (std::exchange(subscription.linkId, linkId) == linkId && !first)
@@ -119,7 +111,8 @@ RemoteProxyResult TavixProxy::addObserver(std::string objName, std::string event
         }
         result = sendSubscription(AddObserver, objName, event);
         bool last;
-        if (result == PROXY_CONNECTION_ERROR) // it never was connected, as far as the caller can tell
+        // Without a connection it never was listed, as far as the caller can tell.
+        if (result == PROXY_CONNECTION_ERROR || (result != PROXY_OK && !keepUnsent))
             unlisted.reset(takeOutObserver(objName + event, observer, last));
     }
     sourceWrite();
@@ -216,8 +209,8 @@ void TavixProxy::dispatchEvent(ResponseData* data)
     delivery.run(objName, event, textOf(map, "identity"), value);
 }
 
-// As dispatchPlainCall: of an event as encoders write it only the data is decoded, and that only when somebody
-// observes it.
+// As dispatchPlainCall: of an event as encoders write it only the data is decoded, and that only when
+// somebody observes it.
 bool TavixProxy::dispatchPlainEvent(Message const& message, std::shared_ptr<void const> const& owner)
 {
     if (message.data[kOffsetMessageType] != Event || !decodesPlainly())

@@ -25,6 +25,12 @@
 
 namespace Tavix {
 
+namespace {
+
+const char kDisappeared[] = "Object disappeared";
+
+} // namespace
+
 TavixProxy::MethodCall::MethodCall(TavixProxy* owner, ResponseData* received)
     : life(owner->_private->life), data(received), params(received->map->find("params")),
       clientId(received->clientId), requestId(received->requestId), connectionId(received->connectionId)
@@ -53,13 +59,19 @@ TavixProxy::MethodCall::MethodCall(TavixProxy* owner, RoutingFields const& field
 {
 }
 
+bool TavixProxy::MethodCall::respondFirst(Element* result)
+{
+    if (responded.exchange(true))
+        return false;
+    answer(result);
+    return true;
+}
+
 void TavixProxy::MethodCall::respond(Element* result)
 {
     TAVIX_CHECK(result, "result");
-    if (!responded.exchange(true)) {
-        answer(result);
+    if (respondFirst(result))
         return;
-    }
     std::fprintf(stderr,
                  "Warning: respond() called for method that wasn't pending\n"
                  "  MethodToken: %p\n"
@@ -89,19 +101,37 @@ RemoteProxyResult TavixProxy::addSharedObject(std::string objName, SharedObjectO
 {
     if (!isConnected())
         return PROXY_CONNECTION_ERROR;
-    const unsigned linkId = _private->linkId;
-    {
-        Ferrule::Guard<std::mutex> guard(_private->tableLock);
-        // What an earlier connection left behind gives way: its observer may be gone.
-        ProxyPrivate::SharedObject& object = _private->sharedObjects[objName];
-        if (!object.observer || object.linkId != linkId)
-            object.observer = observer;
-        object.linkId = linkId;
-    }
-    RemoteProxyResult result = PROXY_OK;
-    formatAndSendRequest(AddSharedObject, objName, "", nullptr, true, result, nullptr, nullptr);
+    Registered<SharedObject> object(new SharedObject(observer));
+    SharedObject* replaced = nullptr;
+    if (listObject(objName, object.get(), replaced))
+        object.release();
+    const Registered<SharedObject> old(replaced);
+    const RemoteProxyResult result = announceObject(objName);
     if (result != PROXY_OK)
         forgetObserver(objName, observer);
+    return result;
+}
+
+// What an earlier connection left behind gives way: its observer may be gone.
+bool TavixProxy::listObject(std::string const& objName, SharedObject* object, SharedObject*& replaced)
+{
+    const unsigned linkId = _private->linkId;
+    Ferrule::Guard<std::mutex> guard(_private->tableLock);
+    Registered<SharedObject>& place = _private->sharedObjects[objName];
+    if (place && place->linkId == linkId)
+        return false;
+    if (place)
+        place->withdraw();
+    replaced = place.release();
+    object->linkId = linkId;
+    place.reset(object);
+    return true;
+}
+
+RemoteProxyResult TavixProxy::announceObject(std::string const& objName)
+{
+    RemoteProxyResult result = PROXY_OK;
+    formatAndSendRequest(AddSharedObject, objName, "", nullptr, true, result, nullptr, nullptr);
     return result;
 }
 
@@ -109,26 +139,38 @@ bool TavixProxy::isServedByAnother(std::string const& objName, SharedObjectObser
 {
     Ferrule::Guard<std::mutex> guard(_private->tableLock);
     auto entry = _private->sharedObjects.find(objName);
-    return entry != _private->sharedObjects.end() && entry->second.observer != observer;
+    return entry != _private->sharedObjects.end() && entry->second->observer != observer;
 }
 
 void TavixProxy::forgetObserver(std::string const& objName, SharedObjectObserver* observer)
 {
+    const Registered<SharedObject> forgotten(takeOutObject(objName, observer));
+}
+
+TavixProxy::SharedObject* TavixProxy::takeOutObject(std::string const& objName,
+                                                    SharedObjectObserver const* observer)
+{
     Ferrule::Guard<std::mutex> guard(_private->tableLock);
     auto entry = _private->sharedObjects.find(objName);
-    if (entry != _private->sharedObjects.end() && entry->second.observer == observer)
-        _private->sharedObjects.erase(entry);
+    if (entry == _private->sharedObjects.end() || (observer && entry->second->observer != observer))
+        return nullptr;
+    SharedObject* object = entry->second.release();
+    _private->sharedObjects.erase(entry);
+    object->withdraw();
+    return object;
 }
 
 RemoteProxyResult TavixProxy::removeSharedObject(std::string objName)
 {
     if (!isConnected())
         return PROXY_CONNECTION_ERROR;
-    {
-        Ferrule::Guard<std::mutex> guard(_private->tableLock);
-        if (_private->sharedObjects.erase(objName) == 0)
-            return PROXY_OBJECT_NOT_FOUND;
-    }
+    const Registered<SharedObject> removed(takeOutObject(objName, nullptr));
+    return removed ? retractObject(objName) : PROXY_OBJECT_NOT_FOUND;
+}
+
+// For an object that has left the table.
+RemoteProxyResult TavixProxy::retractObject(std::string const& objName)
+{
     RemoteProxyResult result = PROXY_OK;
     formatAndSendRequest(RemoveSharedObject, objName, "", nullptr, true, result, nullptr, nullptr);
 
@@ -140,7 +182,7 @@ RemoteProxyResult TavixProxy::removeSharedObject(std::string objName)
                 unanswered.push_back(call);
         }
     }
-    ExceptionElem disappeared("Object disappeared", PROXY_CONNECTION_ERROR);
+    ExceptionElem disappeared(kDisappeared, PROXY_CONNECTION_ERROR);
     for (SharedPtr<MethodCall> const& call : unanswered)
         call->respond(&disappeared);
     return result;
@@ -216,25 +258,42 @@ void TavixProxy::runMethodCall(SharedPtr<MethodCall> const& call)
         call->respond(&exception);
         return;
     }
-    SharedObjectObserver* observer = nullptr;
+    Registered<SharedObject> object;
     {
         Ferrule::Guard<std::mutex> guard(_private->tableLock);
         auto entry = _private->sharedObjects.find(call->objName);
         if (entry != _private->sharedObjects.end())
-            observer = entry->second.observer;
+            object = shareRegistration(entry->second.get());
     }
-    if (!observer) {
+    if (!object) {
         closeDescriptors(call->params);
         ExceptionElem exception("Object not found", PROXY_OBJECT_NOT_FOUND);
         call->respond(&exception);
         return;
     }
-    if (observer->handleMethod(call))
+    std::unique_ptr<Element> response;
+    if (!callObject(*object, call, response))
         return;
-    std::unique_ptr<Element> response(
-        observer->callMethod(call->objName, call->method, call->params, call->identity));
     TAVIX_CHECK(response.get(), "response.get ()");
     call->respond(response.get());
+}
+
+// False when there is nothing left to answer: the object has taken the call, or is being removed, and then the call
+// ends with it.
+bool TavixProxy::callObject(SharedObject& object, SharedPtr<MethodCall> const& call,
+                            std::unique_ptr<Element>& response)
+{
+    const Registration::Call running(object);
+    if (!running) {
+        closeDescriptors(call->params);
+        ExceptionElem exception(kDisappeared, PROXY_CONNECTION_ERROR);
+        call->respondFirst(&exception);
+        return false;
+    }
+    if (object.observer->handleMethod(call))
+        return false;
+    response.reset(object.observer->callMethod(call->objName, call->method, call->params, call->identity));
+    return true;
 }
 
 void TavixProxy::answerThrown(MethodCall* call, char const* what)
