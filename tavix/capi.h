@@ -27,6 +27,8 @@
 // 7. Callbacks run on the thread that runs the loop, or on a threaded proxy's own, with `userData` as it
 //    was given; what they are shown is lent for the call. They may call, send, add and remove, themselves
 //    too, and wait, while others run further up on the same stack; they do not free the proxy or the loop.
+//    Removing waits for a callback that runs on another thread, so that one must be able to end meanwhile;
+//    of two callbacks that remove each other the later one to do so does not wait.
 //
 // A program for the bus makes a loop and a proxy over it, connects, adds what it serves and observes, and
 // calls tvx_poll_loop_iterate again and again; in the end it removes, and frees the proxy and the loop.
@@ -288,7 +290,8 @@ TAVIX_API const char* tvx_proxy_result_to_string(RemoteProxyResult result);
 // cannot be encoded, of which standard error tells the place. PROXY_REQUEST_TOO_LARGE: above 196608 bytes.
 // Parameters may hold open descriptors, which stay the caller's.
 
-// An answer, or the exception in its place, as with the connection's end.
+// An answer, or the exception in its place. When the connection ends the call, it may run on the thread that
+// finds that out.
 typedef void (*TvxResponseCallback)(TvxProxy* proxy, TvxElement* result, void* userData);
 
 // Calls a method and waits for the answer, running the loop meanwhile. Lends `params`; null for none. The
@@ -323,11 +326,10 @@ TAVIX_API RemoteProxyResult tvx_proxy_send_event(TvxProxy* proxy, const char* ob
 // `userData` is lent as long.
 TAVIX_API void* tvx_proxy_add_observer(TvxProxy* proxy, const char* objName, const char* event,
                                        TvxEventCallback callback, void* userData);
-// Takes the handle back. On return the callback runs nowhere any more: a call on another thread is waited
-// for, which must be able to end without this one. From inside the callback it returns at once, and the
-// callback has ended when that call returns. PROXY_CONNECTION_ERROR: removed, but the bus could not be
-// told, since there is no connection. PROXY_OBJECT_NOT_FOUND for a null handle. PROXY_OBSERVER_NOT_FOUND:
-// the handle is another proxy's, and stays.
+// Takes the handle back. On return the callback runs nowhere any more; from inside the callback, when that
+// returns. PROXY_CONNECTION_ERROR: removed, but the bus could not be told, since there is no connection.
+// PROXY_OBJECT_NOT_FOUND for a null handle. PROXY_OBSERVER_NOT_FOUND: the handle is another proxy's, and
+// stays.
 TAVIX_API RemoteProxyResult tvx_proxy_remove_observer(TvxProxy* proxy, void* observer);
 // Runs `callback`, which may be null, once, when the bus has an object of this name or would start one on
 // demand: before the return, or later. It cannot be cancelled. A blocking call: after a failure of it the
@@ -359,7 +361,7 @@ typedef int (*TvxAsyncMethodCallback)(TvxProxy* proxy, const char* objName, cons
 // Publishes an object under a name, with either method or both; a null one is not there. PROXY_OK says that
 // the request was sent, and lends `userData` until the object is removed or the proxy freed; when the bus
 // refuses, a line on standard error tells. A name added on this connection before keeps its first methods;
-// after another connect the new ones take the place of the old.
+// after another connect the new ones take the place of the old, which are removed as below.
 TAVIX_API RemoteProxyResult tvx_proxy_add_shared_object_full(TvxProxy* proxy, const char* objName,
                                                              TvxMethodCallback callback,
                                                              TvxAsyncMethodCallback asyncCallback,
@@ -371,9 +373,8 @@ TAVIX_API RemoteProxyResult tvx_proxy_add_shared_object_async(TvxProxy* proxy, c
                                                               void* userData);
 // Takes an object back that these functions have added; PROXY_OBJECT_NOT_FOUND for another name. Calls that
 // are not answered get the exception "Object disappeared", code 2. On return its methods run nowhere any
-// more: a call on another thread is waited for, which must be able to end without this one. From inside a
-// method of the object it returns at once, and the method has ended when it returns.
-// PROXY_CONNECTION_ERROR: removed, but the bus could not be told, since there is no connection.
+// more; from inside one of them, when that returns. PROXY_CONNECTION_ERROR: removed, but the bus could not
+// be told, since there is no connection.
 TAVIX_API RemoteProxyResult tvx_proxy_remove_shared_object(TvxProxy* proxy, const char* objName);
 
 // ---- A bus in this process ----

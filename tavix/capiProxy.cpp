@@ -1,83 +1,110 @@
-// The flat functions for a client: a loop, a proxy over it, and calls.
+// The flat functions over proxies: their life, and calls.
 
-#include "tavix/SelectLoopGlue.h"
-#include "tavix/TavixProxy.h"
-#include "tavix/capiInternal.h"
+#include "tavix/ProxyInternal.h"
+#include "tavix/TavixProxyThreaded.h"
+#include "tavix/capiProxyInternal.h"
 
-#include <tavix/capi.h>
+namespace Tavix {
+
+// The record stands in the proxy's list, with which it goes when the proxy is destroyed before the answer.
+RemoteProxyResult FlatProxy::callAsync(TavixProxy& proxy, const char* objName, const char* method,
+                                       Element* params, TvxResponseCallback callback, void* userData)
+{
+    if (callback == nullptr)
+        return proxy.callMethodAsync(objName, method, params, nullptr, nullptr);
+    ProxyPrivate& inside = *proxy._private;
+    std::list<ProxyPrivate::AsyncCallShim> call{{callback, toFlat(&proxy), userData, &inside, {}}};
+    ProxyPrivate::AsyncCallShim& shim = call.front();
+    shim.place = call.begin();
+    {
+        Ferrule::Guard<std::mutex> guard(inside.requestLock);
+        inside.asyncCalls.splice(inside.asyncCalls.end(), call);
+    }
+    const RemoteProxyResult result = proxy.callMethodAsync(objName, method, params, responseCallback, &shim);
+    if (result != PROXY_OK) {
+        Ferrule::Guard<std::mutex> guard(inside.requestLock);
+        call.splice(call.end(), inside.asyncCalls, shim.place);
+    }
+    return result;
+}
+
+void FlatProxy::responseCallback(ResponseData const* response, void* shim)
+{
+    ProxyPrivate::AsyncCallShim& called = *static_cast<ProxyPrivate::AsyncCallShim*>(shim);
+    std::list<ProxyPrivate::AsyncCallShim> call;
+    {
+        Ferrule::Guard<std::mutex> guard(called.owner->requestLock);
+        call.splice(call.end(), called.owner->asyncCalls, called.place);
+    }
+    called.callback(called.proxy, toFlat(response->map->find("result")), called.userData);
+}
+
+} // namespace Tavix
 
 using namespace Tavix;
-
-namespace {
-
-using LoopPointer = SharedPtr<PollLoopIf>;
-
-// The handle of a loop is a shared pointer on the heap; that of a proxy is the proxy itself.
-LoopPointer* toCpp(TvxPollLoop* loop)
-{
-    return reinterpret_cast<LoopPointer*>(loop);
-}
-
-TavixProxy* toCpp(TvxProxy* proxy)
-{
-    return reinterpret_cast<TavixProxy*>(proxy);
-}
-
-// What is missing for a call, in the terms of its result; PROXY_OK when nothing is.
-RemoteProxyResult whatIsMissing(TvxProxy* proxy, const char* objName, const char* method)
-{
-    if (proxy == nullptr)
-        return PROXY_CONNECTION_ERROR;
-    if (objName == nullptr)
-        return PROXY_OBJECT_NOT_FOUND;
-    return method == nullptr ? PROXY_METHOD_NOT_FOUND : PROXY_OK;
-}
-
-} // namespace
-
-TvxPollLoop* tvx_select_loop_glue_new(void)
-{
-    return guarded<TvxPollLoop*>(nullptr, []() -> TvxPollLoop* {
-        PollLoopIf* loop = select_loop_glue_new();
-        if (loop == nullptr)
-            return nullptr;
-        LoopPointer owned(loop);
-        return reinterpret_cast<TvxPollLoop*>(new LoopPointer(owned));
-    });
-}
-
-void tvx_poll_loop_free(TvxPollLoop* loop)
-{
-    delete toCpp(loop);
-}
-
-void tvx_poll_loop_iterate(TvxPollLoop* loop)
-{
-    if (loop != nullptr)
-        (*toCpp(loop))->iterate();
-}
 
 TvxProxy* tvx_proxy_new(TvxPollLoop* loop)
 {
     if (loop == nullptr)
         return nullptr;
-    return guarded<TvxProxy*>(nullptr,
-                              [&] { return reinterpret_cast<TvxProxy*>(new TavixProxy(*toCpp(loop))); });
+    return guarded<TvxProxy*>(nullptr, [=] { return toFlat(new TavixProxy(*toCpp(loop))); });
+}
+
+TvxProxy* tvx_proxy_threaded_new(void)
+{
+    return guarded<TvxProxy*>(nullptr, [] { return toFlat(new TavixProxyThreaded); });
+}
+
+TvxProxy* tvx_proxy_init(TvxPollLoop* loop)
+{
+    if (loop == nullptr)
+        return nullptr;
+    return guarded<TvxProxy*>(nullptr, [=] { return toFlat(TavixProxy::init(*toCpp(loop))); });
+}
+
+void tvx_proxy_threaded_init(void)
+{
+    if (TavixProxy::instance() == nullptr)
+        guarded<TavixProxy*>(nullptr, [] { return TavixProxyThreaded::init(); });
+}
+
+TvxProxy* tvx_proxy_instance(void)
+{
+    return toFlat(TavixProxy::instance());
+}
+
+void tvx_proxy_threaded_kill_main_loop(TvxProxy* proxy)
+{
+    if (auto* threaded = dynamic_cast<TavixProxyThreaded*>(toCpp(proxy)))
+        threaded->killMainLoop();
 }
 
 void tvx_proxy_free(TvxProxy* proxy)
 {
-    delete toCpp(proxy);
+    if (toCpp(proxy) != TavixProxy::instance())
+        delete toCpp(proxy);
 }
 
 int tvx_proxy_connect(TvxProxy* proxy, const char* address)
 {
     if (proxy == nullptr)
         return 0;
-    return guarded(0, [&] {
+    return guarded(0, [=] {
         toCpp(proxy)->connect(address, 0);
         return toCpp(proxy)->isConnected() ? 1 : 0;
     });
+}
+
+int tvx_proxy_is_connected(void)
+{
+    TavixProxy* const proxy = TavixProxy::instance();
+    return proxy != nullptr && proxy->isConnected() ? 1 : 0;
+}
+
+void tvx_proxy_wait(TvxProxy* proxy, sem_t* sem)
+{
+    if (proxy != nullptr)
+        toCpp(proxy)->wait(sem);
 }
 
 TvxElement* tvx_proxy_call_method(TvxProxy* proxy, const char* objName, const char* method,
@@ -87,7 +114,7 @@ TvxElement* tvx_proxy_call_method(TvxProxy* proxy, const char* objName, const ch
     TvxElement* answer = nullptr;
     if (code == PROXY_OK) {
         try {
-            answer = toFlat(toCpp(proxy)->callMethod(objName, method, Tavix::toCpp(params), code));
+            answer = toFlat(toCpp(proxy)->callMethod(objName, method, toCpp(params), code));
         } catch (std::bad_alloc const&) {
             code = PROXY_MEMORY_ERROR;
         }
@@ -112,6 +139,15 @@ TvxElement* tvx_proxy_call_with_format(TvxProxy* proxy, RemoteProxyResult* resul
     TvxElement* answer = tvx_proxy_call_method(proxy, objName, method, params, result);
     tvx_elem_free(params);
     return answer;
+}
+
+RemoteProxyResult tvx_proxy_call_method_async(TvxProxy* proxy, const char* objName, const char* method,
+                                              TvxElement* params, TvxResponseCallback callback,
+                                              void* userData)
+{
+    return request(proxy, objName, method, [=] {
+        return FlatProxy::callAsync(*toCpp(proxy), objName, method, toCpp(params), callback, userData);
+    });
 }
 
 const char* tvx_proxy_result_to_string(RemoteProxyResult result)
