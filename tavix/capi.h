@@ -269,8 +269,8 @@ TAVIX_API TvxProxy* tvx_proxy_instance(void);
 // for null and for a proxy that is not threaded.
 TAVIX_API void tvx_proxy_threaded_kill_main_loop(TvxProxy* proxy);
 // Closes the connection, ends the thread, and releases what is added still. Callbacks of calls under way do
-// not run; tokens that are held still are answered as ever. Other threads have left the proxy. Null, and
-// the process's proxy, do nothing.
+// not run, but for those of a threaded proxy, which hear of the end; tokens that are held still are answered
+// as ever. Other threads have left the proxy. Null, and the process's proxy, do nothing.
 TAVIX_API void tvx_proxy_free(TvxProxy* proxy);
 // Connects to the bus: at its default socket for a null `address`, at the path of a Unix domain socket, or
 // over TCP at "host", "host:port" or "[v6 address]:port". Blocks for up to 11 seconds while nobody listens on
