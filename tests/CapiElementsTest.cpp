@@ -157,6 +157,9 @@ TEST(CapiValues, TextsAreReadFromAnyElement)
     EXPECT_EQ(tvx_elem_strncmp(hello.get(), "help", 3, nullptr), 0);
     EXPECT_LT(tvx_elem_strncmp(hello.get(), "help", 4, nullptr), 0);
 
+    testing::internal::CaptureStdout();
+    tvx_elem_print("greeting", hello.get());
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("hello"), std::string::npos);
     testing::internal::CaptureStderr();
     EXPECT_STREQ(tvx_elem_strncpy_value(hello.get(), buffer, 3, nullptr), "he");
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
