@@ -9,15 +9,8 @@ namespace Tavix {
 // Hands every operation to a table of functions, for an application with an event loop of its own. Handles
 // are the table's own, and so are the answers.
 //
-// The loop is as good as the table, which has to keep what PollLoopIf promises. What a proxy relies on: a
-// callback adds, removes and deletes any source, its own too, and iterates again, so no lock of the table is
-// held during it; a source that was removed is not called, also not later in the same pass; a hang-up is told
-// as readable; and where several threads use the proxy, every function but iterate and check may be called by
-// any of them, and reaches a pass that blocks. The proxy calls these with locks of its own held: they call
-// nobody back and leave the proxy alone.
-//
-// What a callback throws goes through the table's iterate: a loop in C that has to survive it is compiled
-// with -fexceptions, and finds that its pass has ended.
+// The loop is as good as the table, which has to keep what PollLoopIf promises; what a proxy relies on stands with
+// TvxPollLoopFunctions.
 class TAVIX_API CSelectLoop : public PollLoopIf {
 public:
     // Borrows both for its lifetime. The destructor leaves them alone.

@@ -211,7 +211,7 @@ TAVIX_API void tvx_iterator_free(TvxIterator* iterator);
 // A loop waits for descriptors and calls back. Everything that a proxy or bus receives is handled inside
 // tvx_poll_loop_iterate, or while a blocking function of the proxy runs the loop.
 
-// What a source is watched for; combined with |.
+// What a source is watched for.
 enum { TVX_READ_WATCH = 0x01, TVX_WRITE_WATCH = 0x10 };
 
 // Each gives the caller a share of a new loop. Over select(2), for descriptors below 1024;
@@ -220,8 +220,8 @@ TAVIX_API TvxPollLoop* tvx_select_loop_glue_new(void);
 TAVIX_API TvxPollLoop* tvx_epoll_loop_glue_new(void);
 // in GLib's default main context, for programs that run a GLib main loop;
 TAVIX_API TvxPollLoop* tvx_glib_select_loop_new(void);
-// over the caller's own loop. Both are lent for the life of the loop; `context` may be null. Null also when a
-// function of the table is.
+// over the caller's own loop, which has to keep what TvxPollLoopFunctions.h says. Both are lent for the life
+// of the loop; `context` may be null. Null also when a function of the table is.
 TAVIX_API TvxPollLoop* tvx_c_select_loop_new(const TvxPollLoopFunctions* functions, void* context);
 // Gives up the caller's share: the loop itself stays while a proxy or bus uses it. Null does nothing.
 TAVIX_API void tvx_poll_loop_free(TvxPollLoop* loop);
