@@ -269,8 +269,8 @@ TAVIX_API TvxProxy* tvx_proxy_instance(void);
 // for null and for a proxy that is not threaded.
 TAVIX_API void tvx_proxy_threaded_kill_main_loop(TvxProxy* proxy);
 // Closes the connection, ends the thread, and releases what is added still. Callbacks of calls under way do
-// not run, but for those of a threaded proxy, which hear of the end; tokens that are held still are answered
-// as ever. Other threads have left the proxy. Null, and the process's proxy, do nothing.
+// not run, but for those of a threaded proxy, which hear of the end; tokens that are held still may be
+// answered, to nobody. Other threads have left the proxy. Null, and the process's proxy, do nothing.
 TAVIX_API void tvx_proxy_free(TvxProxy* proxy);
 // Connects to the bus: at its default socket for a null `address`, at the path of a Unix domain socket, or
 // over TCP at "host", "host:port" or "[v6 address]:port". Blocks for up to 11 seconds while nobody listens on
@@ -299,7 +299,8 @@ typedef void (*TvxResponseCallback)(TvxProxy* proxy, TvxElement* result, void* u
 // the bus the exception, which has the text; null when the call could not be sent.
 TAVIX_API TvxElement* tvx_proxy_call_method(TvxProxy* proxy, const char* objName, const char* method,
                                             TvxElement* params, RemoteProxyResult* result);
-// The same with the parameters that tvx_elem_new builds; PROXY_MEMORY_ERROR when it cannot.
+// The same with the parameters that tvx_elem_new builds of the format and what follows; PROXY_MEMORY_ERROR
+// when it cannot.
 TAVIX_API TvxElement* tvx_proxy_call_with_format(TvxProxy* proxy, RemoteProxyResult* result,
                                                  const char* objName, const char* method, const char* format,
                                                  ...);
@@ -352,8 +353,8 @@ typedef TvxElement* (*TvxMethodCallback)(TvxProxy* proxy, const char* objName, c
 // null answers with the exception "No result", code -1. Any thread, also behind the end of the caller, the
 // object or the proxy: then the answer is dropped.
 typedef void (*TvxRespondFunction)(void* token, TvxElement* result);
-// Non-zero: the method has taken the call, and hands `token` to `respond` exactly once, now or later, which
-// until then keeps `params` and the texts alive. 0: it declines, unless it has answered already.
+// Non-zero: the method has taken the call, and hands `token` to `respond` exactly once, now or later; until
+// then the token keeps `params` and the texts alive. 0: it declines, unless it has answered already.
 typedef int (*TvxAsyncMethodCallback)(TvxProxy* proxy, const char* objName, const char* method,
                                       TvxElement* params, TvxRespondFunction respond, void* token,
                                       void* userData);
@@ -379,9 +380,9 @@ TAVIX_API RemoteProxyResult tvx_proxy_remove_shared_object(TvxProxy* proxy, cons
 
 // ---- A bus in this process ----
 
-// Shares the loop, and serves on the default socket while somebody iterates it. `socketBufferSize` in
-// bytes, 0 for the system's default. Null also when the socket cannot be had, as when another bus serves
-// there: standard output has the reason. Of the loop's thread, as is tvx_bus_free.
+// Shares the loop, and serves on the default socket, whose file it makes anew, while somebody iterates the
+// loop. `socketBufferSize` in bytes, 0 for the system's default. Null also when the socket cannot be had:
+// standard output has the reason. Of the loop's thread, as is tvx_bus_free.
 TAVIX_API TvxBus* tvx_bus_new(TvxPollLoop* loop, int socketBufferSize);
 // Closes every connection. Null does nothing.
 TAVIX_API void tvx_bus_free(TvxBus* bus);
