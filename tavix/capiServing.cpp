@@ -33,7 +33,7 @@ struct ReleaseToken {
     void operator()(AsyncToken* token) const
     {
         if (--token->references == 0)
-            delete token;
+            delete token; // NOLINT(clang-analyzer-cplusplus.NewDelete): one of the two finds 0
     }
 };
 using TokenHolder = std::unique_ptr<AsyncToken, ReleaseToken>;
@@ -81,14 +81,15 @@ bool SharedObjectShim::handleMethod(Invocation invocation)
 {
     if (asyncCallback == nullptr)
         return false;
-    const TokenHolder token(new AsyncToken(invocation));
-    TokenHolder callbacks(token.get());
+    AsyncToken* const token = new AsyncToken(invocation);
+    const TokenHolder own(token);
     const int taken =
         asyncCallback(proxy, invocation->getObjectName().c_str(), invocation->getMethodName().c_str(),
-                      toFlat(invocation->getParams()), respondFunction, callbacks.get(), userData);
+                      toFlat(invocation->getParams()), respondFunction, token, userData);
     if (taken != 0 || token->answered)
-        callbacks.release(); // its own, or given back already
-    return taken != 0 || token->answered;
+        return true;
+    const TokenHolder declined(token);
+    return false;
 }
 
 namespace {
