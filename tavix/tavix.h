@@ -80,6 +80,8 @@
 #include <tavix/foundation/JsonDeserializer.h>
 #include <tavix/foundation/LessOperator.h>
 #include <tavix/foundation/NonCopyable.h>
+#include <tavix/foundation/PropertyMap.h>
+#include <tavix/foundation/PropertyMapWriter.h>
 #include <tavix/foundation/Semaphore.h>
 #include <tavix/foundation/SharedPtr.h>
 #include <tavix/foundation/SingleThreaded.h>
