@@ -52,6 +52,7 @@
 #include <tavix/elements/Limits.h>
 #include <tavix/elements/ListElem.h>
 #include <tavix/elements/MapElem.h>
+#include <tavix/elements/MapElemImport.h>
 #include <tavix/elements/NamedChildren.h>
 #include <tavix/elements/NonterminalElem.h>
 #include <tavix/elements/NullElem.h>

@@ -6,6 +6,8 @@
 
 #include <string_view>
 
+class PropertyMap;
+
 namespace Tavix {
 
 // Named values in the order of their names, compared byte by byte, whatever the order of insertion. An index
@@ -35,6 +37,15 @@ public:
     MapElem(MapElem const& other);
     MapElem& operator=(MapElem const&) = delete;
     ~MapElem() override;
+
+    // Turns a property map into a tree: a new map, the caller's. A key names its child in decimal; of equal keys
+    // the later holds. A float becomes a DoubleElem, a text ends at its first zero byte. Null when memory runs out,
+    // for a value type above PM_MAX_TYPE, for a block with an entry that does not fit, and for a tree of more than
+    // 127 levels below the map, which no message could carry.
+    //
+    // PM_POINTER_TYPE and PM_MAX_TYPE are faults that stop the process: maps that others made are to be looked
+    // through for them first.
+    static MapElem* create_raw(PropertyMap const& map);
 
     using NonterminalElem::iterator;
     Element* getChild(std::string const& name) const override;
