@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Looks at an installed tree as a user does who has nothing but that tree, a compiler and pkg-config.
-#   check_prefix.sh headers|programs|symbols|units PREFIX
+#   check_prefix.sh headers|programs|examples|symbols|units PREFIX
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 check=$1
@@ -35,28 +35,45 @@ headers() {
     echo "$(wc -l <"$work/list") headers"
 }
 
-# A program in C++ and one in C99 compile with the flags of pkg-config and nothing else, build trees, and call
-# an object through the installed bus.
-programs() {
-    local library_path bus_ready object_ready
-    library_path=$(pkg-config --variable=libdir tavix)
-    ${CXX:-g++} -std=c++17 $strict "$here/class_program.cpp" -o "$work/class_program" $cflags $libs
-    ${CC:-gcc} -std=c99 $strict "$here/flat_program.c" -o "$work/flat_program" $cflags $libs
-
+# Starts the installed bus, which finds its library itself. What is compiled here has to be told where that is.
+start_bus() {
     export QZV_RUNTIME_DIR=$work
-    # The installed programs find the library themselves.
     exec 3< <(exec timeout 60 "$prefix/bin/tavix-bus")
     started+=($!)
     read -r bus_ready <&3
-    export LD_LIBRARY_PATH=$library_path
-    exec 4< <(exec timeout 60 "$work/class_program" serve)
+    export LD_LIBRARY_PATH
+    LD_LIBRARY_PATH=$(pkg-config --variable=libdir tavix)
+}
+
+# Starts a service and waits for the line that says that it serves.
+start_service() {
+    exec 4< <(exec timeout 60 "$@")
     started+=($!)
     read -r object_ready <&4
     echo "bus: $bus_ready; object: $object_ready"
+}
+
+# A program in C++ and one in C99 compile with the flags of pkg-config and nothing else, build trees, and call
+# an object through the installed bus.
+programs() {
+    ${CXX:-g++} -std=c++17 $strict "$here/class_program.cpp" -o "$work/class_program" $cflags $libs
+    ${CC:-gcc} -std=c99 $strict "$here/flat_program.c" -o "$work/flat_program" $cflags $libs
+    start_bus
+    start_service "$work/class_program" serve
     "$work/class_program" call
     "$work/flat_program" call
     unset LD_LIBRARY_PATH
     [ "$("$prefix/bin/tavixctl" call mirror show '[1, "two"]' | tr -d ' \n')" = '[1,"two"]' ]
+}
+
+# The examples' own Makefile asks pkg-config and nobody else.
+examples() {
+    make -s -j 2 -C "$work" -f "$here/../../examples/Makefile" CC="${CC:-gcc}" CXX="${CXX:-g++}" \
+        CFLAGS="-O0 $strict" CXXFLAGS="-O0 $strict"
+    start_bus
+    start_service "$work/kettle_service"
+    "$work/kettle_client" 22 >"$work/boiled"
+    grep -q '^  boil: 22\.0' "$work/boiled"
 }
 
 # The library exports every function that capi.h declares and no other of that prefix, and shows its users

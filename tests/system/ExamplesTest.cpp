@@ -11,7 +11,21 @@ using testing::HasSubstr;
 
 namespace {
 
-class Examples : public Programs {};
+class Examples : public Programs {
+protected:
+    // A program in C, under valgrind where there is one: an error or a leak then makes its status 99.
+    static Arguments watched(std::string const& name, Arguments const& arguments = {})
+    {
+        const std::string program = TAVIX_EXAMPLES_DIR "/" + name;
+#ifdef TAVIX_VALGRIND
+        Arguments all{TAVIX_VALGRIND, "-q", "--error-exitcode=99", "--leak-check=full", program};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        return all;
+#else
+        return command(program, arguments);
+#endif
+    }
+};
 
 // What the kernel says of a process's timer.
 std::string timerOf(int pid)
@@ -72,12 +86,51 @@ TEST_F(Examples, MachineSendsItsLoadWhileSomebodyObservesIt)
     }
 }
 
+TEST_F(Examples, ProgramsInCDoTheSameAndLeaveNothingBehind)
+{
+    auto bus = startBus();
+    auto greeter = startExample("first_service");
+    ProcessResult client = runProgram(watched("first_c_client", {"C"}), environment);
+    EXPECT_EQ(client.output, "Hello, C!\n");
+    EXPECT_EQ(client.status, 0) << client.errors;
+
+    ChildProcess kettle(watched("kettle_service"), environment);
+    ASSERT_TRUE(kettle.waitForLine("serving"));
+    client = runProgram(watched("kettle_client", {"22"}), environment);
+    EXPECT_EQ(client.output,
+              "state\n  degrees: 20.000000\n  heating: false\n"
+              "boil to 22 degrees\n  kettle.temperature 21\n  kettle.temperature 22\n  boil: 22.000000\n"
+              "boil to 200 degrees\n  PROXY_EXCEPTION: boil takes a number of degrees up to 100\n");
+    EXPECT_EQ(client.status, 0) << client.errors;
+
+    // Calls that are not answered when it is switched off, and when it ends.
+    StepLoop loop;
+    Tavix::TavixProxy proxy(loop.loop);
+    ASSERT_TRUE(proxy.connect(socketPath.c_str(), 0));
+    Answers answers;
+    Tavix::RemoteProxyResult result;
+    for (char const* method : {"switchOff", "state"}) {
+        const std::size_t answered = answers.texts.size();
+        proxy.callMethodAsync("kettle", "boil", nullptr, Answers::note, &answers);
+        delete proxy.callMethod("kettle", method, nullptr, result); // the call before it has begun
+        if (answered == 1)
+            kettle.signal(SIGTERM);
+        while (answers.texts.size() == answered)
+            loop.loop->iterate();
+    }
+    EXPECT_THAT(answers.texts[0], HasSubstr("switched off"));
+    EXPECT_THAT(answers.texts[1], HasSubstr("the service is ending"));
+    EXPECT_EQ(kettle.waitForExit(), 0) << kettle.readErrors();
+}
+
 TEST_F(Examples, ReadmeShowsTheFirstProgramsAndTheyRun)
 {
     const std::string readme = contentOf(TAVIX_SOURCE_DIR "/README.md");
-    for (char const* name : {"first_service", "first_client", "first_observer"}) {
-        const std::string program = contentOf(std::string(TAVIX_SOURCE_DIR "/examples/") + name + ".cpp");
-        EXPECT_THAT(readme, HasSubstr("```cpp\n" + program + "```\n")) << name;
+    for (std::string name :
+         {"first_service.cpp", "first_client.cpp", "first_observer.cpp", "first_c_client.c"}) {
+        const std::string program = contentOf(TAVIX_SOURCE_DIR "/examples/" + name);
+        EXPECT_THAT(readme, HasSubstr("```" + name.substr(name.rfind('.') + 1) + "\n" + program + "```\n"))
+            << name;
     }
     auto bus = startBus();
     auto service = startExample("first_service");
