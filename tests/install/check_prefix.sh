@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Looks at an installed tree as a user does who has nothing but that tree, a compiler and pkg-config.
 #   check_prefix.sh headers|programs|examples|symbols|units PREFIX
+#   check_prefix.sh keep_symbols PREFIX     takes what that library exports as what it should
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 check=$1
@@ -76,14 +77,34 @@ examples() {
     grep -q '^  boil: 22\.0' "$work/boiled"
 }
 
-# The library exports every function that capi.h declares and no other of that prefix, and shows its users
-# nothing of the libraries that it is made with.
+# What a program is linked against, as the linker sees it. Left out is what each compiler settles as it likes, and
+# exports as weak or unique: inline functions and variables, instances of templates, tables of classes.
+exported() {
+    nm -D --defined-only "$library" | awk '$2 !~ /[VWu]/ { print $3 }' | LC_ALL=C sort
+}
+library=$(pkg-config --variable=libdir tavix)/libtavix.so
+kept=$here/exported_symbols.txt
+keep_symbols() { exported >"$kept"; }
+
+# The library exports what the kept list names: what is missing breaks programs, and what is new is a promise. It has
+# every function that capi.h declares, which some test uses, and no other of that prefix, and shows its users nothing
+# of the libraries that it is made with.
 symbols() {
-    local library
-    library=$(pkg-config --variable=libdir tavix)/libtavix.so
+    exported >"$work/exported"
+    if ! diff "$kept" "$work/exported" >"$work/changes"; then
+        grep '^[<>]' "$work/changes" | c++filt
+        echo "libtavix.so does not export what $kept names (above: < it lacks, > it has beyond)."
+        echo "If that is meant: $0 keep_symbols $prefix"
+        return 1
+    fi
     nm -DC --defined-only "$library" | cut -d ' ' -f 3- | sort >"$work/symbols"
     grep -oE '\btvx_[a-z_]+\(' "$(pkg-config --variable=includedir tavix)/tavix/capi.h" | tr -d '(' | sort -u >"$work/declared"
     diff "$work/declared" <(grep -oE '^tvx_[a-z_]+' "$work/symbols" | sort -u)
+    grep -rhoE '\btvx_[a-z_]+\b' "$here/.." --include='*.c' --include='*.cpp' --include='*.h' | sort -u >"$work/used"
+    if comm -23 "$work/declared" "$work/used" | grep .; then
+        echo "no test uses these functions of capi.h"
+        return 1
+    fi
     if grep -E 'nlohmann|CLI::' "$work/symbols"; then
         echo "libtavix.so exports these, which are not its own"
         return 1

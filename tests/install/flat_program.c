@@ -1,5 +1,7 @@
 /* A program in C99 that knows nothing but the flat interface: builds a tree of every kind and reads it back.
  */
+#define _POSIX_C_SOURCE 200809L
+
 #include <tavix/capi.h>
 
 #include <stdlib.h>
@@ -12,6 +14,33 @@
             exit(1);                                                                                         \
         }                                                                                                    \
     } while (0)
+
+/* What a program that has its own functions with variable arguments makes of them. */
+static void check_forwarded(const char* format, ...)
+{
+    TvxElement* made[3];
+    char* printed = NULL;
+    size_t length;
+    FILE* stream = open_memstream(&printed, &length);
+    int each;
+    for (each = 0; each < 3; ++each) {
+        va_list args;
+        va_start(args, format);
+        made[each] = each == 0   ? tvx_string_elem_newvf(format, args)
+                     : each == 1 ? tvx_exception_elem_newvf(7, format, args)
+                                 : tvx_elem_new_va("i", args);
+        va_end(args);
+        tvx_elem_fprint(stream, "made", made[each]);
+    }
+    fclose(stream);
+    EXPECT(tvx_elem_strcmp(made[0], "number 5", NULL) == 0);
+    EXPECT(tvx_elem_is_exception(made[1]) && tvx_elem_strcmp(made[1], "number 5", NULL) == 0);
+    EXPECT(tvx_elem_int_value(made[2], NULL) == 5);
+    EXPECT(strstr(printed, "number 5") && strstr(printed, "made"));
+    free(printed);
+    for (each = 0; each < 3; ++each)
+        tvx_elem_free(made[each]);
+}
 
 static TvxElement* build(void)
 {
@@ -88,6 +117,7 @@ int main(int argc, char** argv)
     TvxElement* map = build();
     TvxElement* copy = tvx_elem_clone(map);
     check(map);
+    check_forwarded("number %d", 5);
     if (argc > 1 && strcmp(argv[1], "call") == 0) {
         tvx_elem_free(copy);
         copy = mirrored(map);
