@@ -60,6 +60,8 @@
 #include <tavix/elements/StringElem.h>
 #include <tavix/elements/TerminalElem.h>
 #include <tavix/elements/TvxResult.h>
+#include <tavix/elements/XMLParser.h>
+#include <tavix/elements/XMLVisitor.h>
 #include <tavix/foundation/ArrayList.h>
 #include <tavix/foundation/ArrayListCommon.h>
 #include <tavix/foundation/AtomicCounter.h>

@@ -3,6 +3,7 @@
 #include "tavix/elements/BinaryElem.h"
 #include "tavix/elements/BooleanElem.h"
 #include "tavix/elements/DoubleElem.h"
+#include "tavix/elements/DoubleTextInternal.h"
 #include "tavix/elements/EESParserInternal.h"
 #include "tavix/elements/ElementText.h"
 #include "tavix/elements/ExceptionElem.h"
@@ -10,10 +11,7 @@
 #include "tavix/elements/NullElem.h"
 #include "tavix/elements/StringElem.h"
 
-#include <charconv>
 #include <cstdio>
-#include <cstdlib>
-#include <locale.h>
 #include <new>
 
 namespace Tavix {
@@ -40,19 +38,6 @@ Element* readBoolean(Info* info, unsigned length)
         failRead(info);
     unsigned const value = length <= 4 ? EESParser::readValue(info, static_cast<int>(length)) : 0;
     return new (std::nothrow) BooleanElem(value != 0);
-}
-
-double parseDouble(std::string_view text)
-{
-    double value = 0;
-    char const* const end = text.data() + text.size();
-    auto const parsed = std::from_chars(text.data(), end, value);
-    if (parsed.ec == std::errc() && parsed.ptr == end)
-        return value;
-    // Forms that encoders do not write, as strtod reads them; with a point in every locale.
-    static locale_t const plain = newlocale(LC_NUMERIC_MASK, "C", nullptr);
-    std::string const terminated(text);
-    return plain ? strtod_l(terminated.c_str(), nullptr, plain) : std::strtod(terminated.c_str(), nullptr);
 }
 
 Element* makeException(std::string_view text)

@@ -1,8 +1,10 @@
 #include "tavix/elements/JsonVisitor.h"
 
+#include "tavix/elements/Base64Internal.h"
 #include "tavix/elements/BinaryElem.h"
 #include "tavix/elements/BooleanElem.h"
 #include "tavix/elements/DoubleElem.h"
+#include "tavix/elements/DoubleTextInternal.h"
 #include "tavix/elements/ElementText.h"
 #include "tavix/elements/ExceptionElem.h"
 #include "tavix/elements/IntegerElem.h"
@@ -10,15 +12,11 @@
 #include "tavix/elements/MapElem.h"
 #include "tavix/elements/StringElem.h"
 
-#include <algorithm>
-#include <charconv>
-#include <glib.h>
-
 namespace Tavix {
 
 namespace {
 
-constexpr std::ptrdiff_t kMaxDoubleLength = 31;
+constexpr std::size_t kMaxDoubleLength = 31;
 
 // The character behind the backslash, 0 when the byte has no short form.
 char shortForm(char byte)
@@ -128,14 +126,9 @@ void JsonVisitor::visitorAtBooleanElem(BooleanElem* element)
     _text += element->booleanValue() ? "true" : "false";
 }
 
-// The form of "%f", but with a point in every locale.
 void JsonVisitor::visitorAtDoubleElem(DoubleElem* element)
 {
-    constexpr int kDecimals = 6;
-    char digits[400]; // the largest double has 309 digits before the point
-    auto const end = std::to_chars(digits, digits + sizeof digits, element->doubleValue(),
-                                   std::chars_format::fixed, kDecimals);
-    _text.append(digits, static_cast<std::size_t>(std::min(end.ptr - digits, kMaxDoubleLength)));
+    appendFixed(_text, element->doubleValue(), kMaxDoubleLength);
 }
 
 void JsonVisitor::visitorAtStringElem(StringElem* element)
@@ -145,11 +138,9 @@ void JsonVisitor::visitorAtStringElem(StringElem* element)
 
 void JsonVisitor::visitorAtBinaryElem(BinaryElem* element)
 {
-    gchar* const encoded = g_base64_encode(element->binaryValue(), element->binaryLength());
     _text += '"';
-    _text += encoded;
+    appendBase64(_text, element->binaryValue(), element->binaryLength());
     _text += '"';
-    g_free(encoded);
 }
 
 void JsonVisitor::visitorAtNullElem(NullElem*)

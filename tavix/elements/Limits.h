@@ -1,6 +1,8 @@
 #ifndef TAVIX_ELEMENTS_LIMITS_H
 #define TAVIX_ELEMENTS_LIMITS_H
 
+#include <cstddef>
+
 namespace Tavix {
 
 // The deepest level of a node in a message. The root map of the message is level 0, a value behind "params"
@@ -14,6 +16,15 @@ constexpr unsigned kMaxSurplusNodes = 65535;
 
 // The child count of a container has 16 bits on the wire. An entry of a map counts as two children.
 constexpr unsigned kMaxChildCount = 65535;
+
+// An XML document may open this many tags within each other, which is enough for every tree that a message
+// carries: each of its maps takes two, and kMaxNesting bounds the containers as well.
+constexpr unsigned kMaxOpenTags = 2 * kMaxNesting;
+
+// What the tree of one XML document may take up: the bytes of its texts and names, and kBytesPerTag for each
+// tag that the reader knows.
+constexpr std::size_t kMaxDocumentBytes = std::size_t(64) << 20;
+constexpr std::size_t kBytesPerTag = 32;
 
 } // namespace Tavix
 

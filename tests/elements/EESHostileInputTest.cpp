@@ -2,38 +2,16 @@
 // the two forms of the peek reader must agree.
 
 #include "elements/SampleTrees.h"
+#include "support/SilentOutput.h"
 #include "tavix/elements/EESPeekParser.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <optional>
-#include <unistd.h>
 
 namespace {
 
 using namespace Tavix;
 using namespace SampleTrees;
-
-// The readers show every block that they do not understand.
-class SilentOutput {
-public:
-    SilentOutput()
-    {
-        fflush(stdout);
-        int const nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        dup2(nowhere, STDOUT_FILENO);
-        close(nowhere);
-    }
-    ~SilentOutput()
-    {
-        fflush(stdout);
-        dup2(_stdout, STDOUT_FILENO);
-        close(_stdout);
-    }
-
-private:
-    int _stdout = dup(STDOUT_FILENO);
-};
 
 using Fields = std::map<std::string, std::string>;
 

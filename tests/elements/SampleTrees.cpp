@@ -33,7 +33,20 @@ std::string randomText(Random& source, unsigned minimum)
     return text;
 }
 
-Element* randomNode(Random& source, unsigned levels)
+// What text formats have to replace, and characters of every length.
+std::string randomPlainText(Random& source, unsigned minimum)
+{
+    static std::string const pieces[] = {"<", "&", "\"",   "'",      "]]>",    "&amp;",     "/",
+                                         " ", "a", "name", "\u00E9", "\u20AC", "\U0001F600"};
+    std::string text;
+    for (unsigned left = minimum + below(source, 6); left > 0; --left)
+        text += pieces[below(source, sizeof pieces / sizeof *pieces)];
+    return text;
+}
+
+using RandomText = std::string (*)(Random&, unsigned);
+
+Element* randomNode(Random& source, unsigned levels, RandomText text)
 {
     switch (below(source, levels == 0 ? 8 : 12)) {
     case 0:
@@ -43,7 +56,7 @@ Element* randomNode(Random& source, unsigned levels)
     case 2:
         return new DoubleElem(static_cast<int>(source()) / 64.0);
     case 3:
-        return new StringElem(randomText(source, 0));
+        return new StringElem(text(source, 0));
     case 4:
         return new NullElem;
     case 5:
@@ -51,19 +64,21 @@ Element* randomNode(Random& source, unsigned levels)
     case 6:
         return new ExceptionElem("broken: " + std::to_string(source()), static_cast<int>(source()));
     case 7:
+        if (text == randomPlainText)
+            return new MapElem;
         return new FileDescriptorElem(static_cast<int>(below(source, 9)), randomText(source, 1), "/proc/1",
                                       "/bin/x");
     case 8:
     case 9: {
         auto* const list = new ListElem;
         for (unsigned left = below(source, 9); left > 0; --left)
-            list->add(randomNode(source, levels - 1));
+            list->add(randomNode(source, levels - 1, text));
         return list;
     }
     default: {
         auto* const map = new MapElem;
         for (unsigned left = below(source, 9); left > 0; --left)
-            map->put(randomText(source, 1), randomNode(source, levels - 1));
+            map->put(text(source, 1), randomNode(source, levels - 1, text));
         return map;
     }
     }
@@ -94,7 +109,13 @@ Tree everyKind()
 Tree random(unsigned seed)
 {
     Random source(seed);
-    return Tree(randomNode(source, 5));
+    return Tree(randomNode(source, 5, randomText));
+}
+
+Tree randomPlain(unsigned seed)
+{
+    Random source(seed);
+    return Tree(randomNode(source, 5, randomPlainText));
 }
 
 Tree nested(unsigned level)

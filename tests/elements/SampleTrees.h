@@ -41,6 +41,8 @@ Tree everyKind();
 
 // A tree of all kinds, the same for the same seed. Doubles have at most six decimals, as the wire has.
 Tree random(unsigned seed);
+// The same with what XML can hold: no descriptors, texts in UTF-8 without control characters.
+Tree randomPlain(unsigned seed);
 
 // A leaf behind as many containers as put it at `level` when the whole is the value of a message.
 Tree nested(unsigned level);
