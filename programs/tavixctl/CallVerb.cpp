@@ -1,10 +1,9 @@
-// tavixctl call: one method call, its argument and its result as JSON.
+// tavixctl call: one method call, its argument and its result as JSON or XML.
 
 #include "tavixctl/BusClient.h"
 #include "tavixctl/DescriptorArgument.h"
-#include "tavixctl/Json.h"
-#include "tavixctl/JsonArgument.h"
 #include "tavixctl/StandardOutput.h"
+#include "tavixctl/TreeArgument.h"
 #include "tavixctl/VerbSetup.h"
 
 #include <optional>
@@ -18,30 +17,33 @@ struct CallOptions {
     std::string method;
     std::optional<std::string> argument;
     std::vector<std::string> descriptors;
+    std::string format = "json";
 };
 
-char const kDescription[] = "Calls METHOD of OBJECT and prints the result as JSON on one line.";
+char const kDescription[] = "Calls METHOD of OBJECT and prints the result, as JSON on one line or as XML.";
 
 char const kFooter[] =
     R"(JSON has no form for some kinds of values. In a result, bytes are a text in base64, an
 exception inside the value is {"exceptionstring": ..., "exceptioninteger": ...}, and an open
-descriptor is null. An OBJECT or METHOD that begins with "-" goes behind "--".
+descriptor is null. XML keeps every kind; its doubles have six decimals. An OBJECT or METHOD that begins with "-" goes behind "--".
 
 Examples:
   tavixctl call machine uptime
   tavixctl call machine list '"/etc"'
   tavixctl call --timeout 2.5 machine processes 5
   echo '{"path": "/etc", "depth": 2}' | tavixctl call files find -
+  tavixctl call --format xml machine load
   tavixctl call --fd to=/tmp/report:w machine report
   tavixctl call --address 192.0.2.7:5010 machine load)";
 
 ExitCode run(CallOptions const& options)
 {
     StandardOutput output;
+    const TreeForm form = kTreeForms.at(options.format);
     SharedPtr<Tavix::Element> argument;
     std::string error;
     if (options.argument) {
-        argument = readJsonArgument(*options.argument, error);
+        argument = readArgument(form, *options.argument, error);
         if (!argument.get())
             return fail(kUsage, error);
     }
@@ -55,7 +57,12 @@ ExitCode run(CallOptions const& options)
     std::unique_ptr<Tavix::Element> result;
     if (code == kSuccess)
         code = client.call(options.object, options.method, argument.get(), result);
-    return code == kSuccess ? output.print(jsonText(result.get()) + "\n") : code;
+    if (code != kSuccess)
+        return code;
+    std::string text;
+    if (!writeTree(form, result.get(), text, error))
+        return fail(kUsage, "the result cannot be printed: " + error);
+    return output.print(text);
 }
 
 } // namespace
@@ -70,9 +77,9 @@ void addCallVerb(CLI::App& program, VerbAction& action)
     verb->add_option("METHOD", options->method, "Name of the method")->required()->type_name("");
     verb->add_option_function<std::string>(
             "ARGUMENT", [options](std::string const& text) { options->argument = text; },
-            "The method's parameter, as JSON text; - reads it from\n"
-            "standard input. When absent no value is sent. Integers\n"
-            "have 32 bits")
+            "The method's parameter, as JSON text or in the form that\n"
+            "--format tells; - reads it from standard input. When\n"
+            "absent no value is sent. Integers have 32 bits")
         ->type_name("");
     verb->add_option("--fd", options->descriptors,
                      "Open PATH and put it under the key NAME of the ARGUMENT,\n"
@@ -84,7 +91,13 @@ void addCallVerb(CLI::App& program, VerbAction& action)
         ->type_size(1)
         ->allow_extra_args(false)
         ->type_name("NAME=PATH[:r|w|rw]");
+    verb->add_option("--format", options->format,
+                     "The form of ARGUMENT and result: json, which is the\n"
+                     "default, or xml")
+        ->check(CLI::IsMember({"json", "xml"}).description(""))
+        ->type_name("FORM");
     BusOptions::Texts texts;
-    texts.json = "Changes nothing: the result is one line of JSON anyhow";
+    texts.json =
+        "Changes nothing: the result is one line of JSON\nanyhow, unless --format asks for another form";
     finishVerb(*verb, kFooter, options, run, action, texts);
 }

@@ -2,8 +2,8 @@
 
 #include "tavixctl/BusClient.h"
 #include "tavixctl/Json.h"
-#include "tavixctl/JsonArgument.h"
 #include "tavixctl/StandardOutput.h"
+#include "tavixctl/TreeArgument.h"
 #include "tavixctl/VerbSetup.h"
 
 #include <optional>
@@ -35,7 +35,7 @@ ExitCode run(EmitOptions const& options)
     SharedPtr<Tavix::Element> data;
     std::string error;
     if (options.data) {
-        data = readJsonArgument(*options.data, error);
+        data = readArgument(TreeForm::kJson, *options.data, error);
         if (!data.get())
             return fail(kUsage, error);
     }

@@ -2,6 +2,8 @@
 #define TAVIX_PROGRAMS_TAVIXCTL_JSON_H
 
 #include <tavix/elements/Element.h>
+#include <tavix/foundation/InputStream.h>
+#include <tavix/foundation/SharedPtr.h>
 
 #include <string>
 
@@ -14,6 +16,10 @@ std::string jsonText(Tavix::Element* value);
 
 // The quoted form of a text, as above.
 std::string jsonText(std::string const& text);
+
+// Reads one JSON text. Empty without one, with a reason, and line and column where the text is to blame, in
+// `error`. An integer beyond 32 bits is refused.
+SharedPtr<Tavix::Element> readJson(Ferrule::InputStream& input, std::string& error);
 
 // One JSON object on one line, its members in the order in which they are added.
 class JsonLine {

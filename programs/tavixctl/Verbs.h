@@ -12,6 +12,7 @@ using VerbAction = std::function<int()>;
 
 // Each adds its verb to the program; the parse of a command line with it sets `action`.
 void addCallVerb(CLI::App& program, VerbAction& action);
+void addConvertVerb(CLI::App& program, VerbAction& action);
 void addDebugVerb(CLI::App& program, VerbAction& action);
 void addDescribeVerb(CLI::App& program, VerbAction& action);
 void addEmitVerb(CLI::App& program, VerbAction& action);

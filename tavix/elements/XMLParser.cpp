@@ -134,6 +134,7 @@ struct XMLParser::Document {
     unsigned containers = 0; // on the stack
     std::size_t size = 0;    // by the measure of kMaxDocumentBytes
     bool stopped = false;    // Expat may report a little more behind that
+    FILE* errorOutput = stderr;
     char const* error = nullptr;
     long errorLine = 0;
     long errorColumn = 0;
@@ -269,7 +270,8 @@ void XMLParser::Document::fail(char const* why)
 void XMLParser::Document::report(char const* why)
 {
     error = why;
-    std::fprintf(stderr, "%s at line %ld\n", error, errorLine);
+    if (errorOutput)
+        std::fprintf(errorOutput, "%s at line %ld\n", error, errorLine);
 }
 
 // Nothing may be thrown through Expat.
@@ -347,6 +349,11 @@ Element* XMLParser::parse_raw(char const* data, int length)
 {
     Ferrule::ByteArrayInputStream stream(data, length);
     return parse_raw(&stream);
+}
+
+void XMLParser::setErrorOutput(FILE* stream)
+{
+    _document->errorOutput = stream;
 }
 
 char const* XMLParser::getErrorString() const

@@ -4,6 +4,7 @@
 #include <tavix/foundation/Export.h>
 #include <tavix/foundation/InputStream.h>
 
+#include <cstdio>
 #include <memory>
 
 namespace Tavix {
@@ -44,6 +45,10 @@ public:
     Element* parse_raw(Ferrule::InputStream* stream);
     // The same for a document in memory, lent for the call.
     Element* parse_raw(char const* data, int length);
+
+    // Where the line about an error goes: standard error at first, null for nowhere. Lends the stream, for as
+    // long as the parser is used.
+    void setErrorOutput(FILE* stream);
 
     // The cause that ended the last parse, null when none did, and where: line and column begin at 1, the
     // column counts bytes.

@@ -97,6 +97,11 @@ TEST_F(Tool, CallTellsCausesApart)
         {{"machine", "list", "-"}, "\n\"" + dir.path() + "\"\n", 0, "tavix-server-uds", ""},
         {{"machine", "processes", "1"}, "", 0, "\"residentKb\":", ""},
         {{"machine", "measureLoad", "0.01"}, "", 0, "\"busyPercent\":", ""},
+        {{"--format", "xml", "machine", "list", "<StringElem>" + dir.path() + "</StringElem>"},
+         "",
+         0,
+         "<child name=\"kind\">\n<StringElem>other</StringElem></child>",
+         ""},
         {{"machine", "processes", "-1"}, "", 1, "", "from 1 to 1000 (code 100)"},
         {{"machine", "list", "{}"}, "", 1, "", "list takes the path of a directory"},
         {{"machine", "list", "\"/nonexistent\""}, "", 1, "", "No such file or directory (code 101)"},
@@ -107,6 +112,7 @@ TEST_F(Tool, CallTellsCausesApart)
          2,
          "",
          "standard input is not usable JSON: line 2, column "},
+        {{"--format", "xml", "machine", "list", "<a>"}, "", 2, "", "line 1, column 4: no element found"},
         {{"machine", "list", ""}, "", 2, "", "no value"},
         {{"machine", "processes", "3000000000"}, "", 2, "", "3000000000 does not fit in 32 bits"},
         {{"machine", "list", tooDeep}, "", 2, "", "nested deeper"},
@@ -151,6 +157,55 @@ TEST_F(Tool, CallTellsCausesApart)
     EXPECT_THAT(contentOf(report), HasSubstr("\"seconds\":"));
     EXPECT_EQ(open, count());
     close(ends[1]);
+}
+
+TEST_F(Tool, ConvertGoesThroughEveryForm)
+{
+    const std::string json = R"({"a":[1,2.5,"x<\u00e9",true,null,{}],"b":"\t"})";
+    const std::string first = dir.file("value.json");
+    std::ofstream(first) << json;
+    std::string file = first;
+    for (std::string form : {"xml", "hex", "json", "ees", "xml", "ees", "hex", "xml", "json"}) {
+        const std::string next = dir.file("next." + form);
+        std::ofstream(next) << outputOf({"convert", "--to", form, file});
+        file = next;
+    }
+    EXPECT_EQ(tool({"convert", "--from", "json", "--to", "json"}, json).output,
+              outputOf({"convert", "--to", "json", file}));
+    EXPECT_EQ("  : List\n    0 : : a\\x0d\n", tool({"convert", "--from", "json"}, R"(["a\r"])").output);
+
+    struct {
+        Arguments options;
+        std::string input;
+        std::string error; // a part of it
+    } const cases[] = {
+        {{"--from", "json"}, "[1,\n}", "standard input is not usable JSON: line 2, column 1: "},
+        {{"--from", "xml"}, "<MapElem>\n <child>\n</MapElem>", "XML: line 3, column 3: mismatched tag"},
+        {{"--from", "xml"}, "<other/>", "the root tag is none of those of a value"},
+        {{"--from", "hex"}, "00 00\n 0", "line 2, column 2: not a pair of hexadecimal digits"},
+        {{"--from", "hex"}, "00 00", "a message begins with a header of 17 bytes, and there are 2"},
+        {{"--from", "ees"}, std::string(20, 'x'), "at offset 4 is not the mark"},
+        {{"--from", "hex"},
+         "00000010 23240102 00000000 01 00000000",
+         "by its size field the message has 20 bytes, and there are 17"},
+        {{"--from", "hex"}, "0000000D 23240109 00000000 01 00000000", "cannot be decoded"},
+        {{"--from", "hex", "--to", "xml"},
+         "0000002E 23240102 00000000 01 00000000 0100000200000019 0D0100000006 726573756C74 0D0100000007 "
+         "61620163646566",
+         "a character that XML cannot hold"},
+        {{"--from", "json", "--to", "ees"}, R"({"":1})", "a key of the map is empty"},
+        {{}, "1", "add --from"},
+        {{dir.file("none.json")}, "", "cannot read " + dir.file("none.json") + ": No such file or directory"},
+        {{"--to", "yaml"}, "1", "--to"},
+    };
+    for (auto const& c : cases) {
+        Arguments arguments = {"convert"};
+        arguments.insert(arguments.end(), c.options.begin(), c.options.end());
+        ProcessResult result = tool(arguments, c.input);
+        EXPECT_EQ(result.status, 2) << c.error;
+        EXPECT_THAT(result.errors, HasSubstr(c.error));
+        EXPECT_EQ(result.output, "");
+    }
 }
 
 TEST_F(Tool, CallTellsAnEndOfTheBusFromOneOfTheObject)
@@ -403,5 +458,5 @@ TEST_F(Tool, BashCompletesTheCommandLine)
             offered.insert(verb + word);
     }
     EXPECT_EQ(known, offered);
-    EXPECT_EQ(8 * 4 + 5, known.size()) << "a verb is missing";
+    EXPECT_EQ(8 * 4 + 6 + 3, known.size()) << "a verb is missing";
 }

@@ -1,0 +1,149 @@
+#include "tavixctl/TreeForm.h"
+
+#include "tavixctl/EESFile.h"
+#include "tavixctl/Json.h"
+#include "tavixctl/ReadableText.h"
+
+#include <tavix/elements/FileDescriptorVisitor.h>
+#include <tavix/elements/NullElem.h>
+#include <tavix/elements/XMLParser.h>
+#include <tavix/elements/XMLVisitor.h>
+#include <tavix/foundation/ByteArrayInputStream.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+using namespace Tavix;
+
+std::map<std::string, TreeForm> const kTreeForms = {{"json", TreeForm::kJson},
+                                                    {"xml", TreeForm::kXml},
+                                                    {"ees", TreeForm::kEes},
+                                                    {"hex", TreeForm::kHex},
+                                                    {"text", TreeForm::kText}};
+
+namespace {
+
+std::string readAll(Ferrule::InputStream& input)
+{
+    std::string all;
+    char block[4096];
+    int length;
+    do {
+        length = input.read(block, sizeof block);
+        all.append(block, static_cast<std::size_t>(length));
+    } while (length == static_cast<int>(sizeof block));
+    return all;
+}
+
+SharedPtr<Element> readXml(Ferrule::InputStream& input, std::string& error)
+{
+    XMLParser parser;
+    parser.setErrorOutput(nullptr);
+    SharedPtr<Element> tree(parser.parse_raw(&input));
+    if (char const* const cause = parser.getErrorString()) {
+        error = "line " + std::to_string(parser.getErrorLine()) + ", column " +
+                std::to_string(parser.getErrorColumn()) + ": " + cause;
+        return {};
+    }
+    if (!tree.get())
+        error = "the root tag is none of those of a value";
+    return tree;
+}
+
+bool holdsDescriptor(Element* value)
+{
+    bool found = false;
+    FileDescriptorVisitor visitor(
+        [](void* context, FileDescriptorElem*, std::string const&) { *static_cast<bool*>(context) = true; },
+        &found, "");
+    value->accept(&visitor);
+    return found;
+}
+
+// XML has no form for most control characters, and the writer leaves it to us to care.
+bool writeXml(Element* value, std::string& out, std::string& error)
+{
+    if (holdsDescriptor(value)) {
+        error = "XML has no form for an open descriptor";
+        return false;
+    }
+    XMLVisitor writer(out);
+    value->accept(&writer);
+    out += '\n';
+    Ferrule::ByteArrayInputStream written(out.data(), static_cast<int>(out.size()));
+    std::string fault;
+    if (!readXml(written, fault).get())
+        error = "a text in it has a character that XML cannot hold (" + fault + " of the output)";
+    return error.empty();
+}
+
+std::string readableTree(Element* value)
+{
+    char* text = nullptr;
+    std::size_t length = 0;
+    FILE* const stream = open_memstream(&text, &length);
+    if (!stream)
+        return {};
+    value->print(stream, "");
+    std::fclose(stream);
+    std::string lines(text, length);
+    std::free(text);
+    for (std::size_t at = 0; (at = lines.find(" \r\n", at)) != std::string::npos;)
+        lines.erase(at, 2);
+    return readableText(lines, true);
+}
+
+} // namespace
+
+char const* nameOf(TreeForm form)
+{
+    switch (form) {
+    case TreeForm::kJson:
+        return "JSON";
+    case TreeForm::kXml:
+        return "XML";
+    case TreeForm::kHex:
+        return "a message in hexadecimal";
+    default:
+        return "a message";
+    }
+}
+
+SharedPtr<Element> readTree(TreeForm form, Ferrule::InputStream& input, std::string& error)
+{
+    switch (form) {
+    case TreeForm::kJson:
+        return readJson(input, error);
+    case TreeForm::kXml:
+        return readXml(input, error);
+    case TreeForm::kHex: {
+        std::string bytes;
+        return bytesOfHex(readAll(input), bytes, error) ? valueOfMessage(bytes, error) : SharedPtr<Element>();
+    }
+    default:
+        return valueOfMessage(readAll(input), error);
+    }
+}
+
+bool writeTree(TreeForm form, Element* value, std::string& out, std::string& error)
+{
+    NullElem null;
+    if (!value)
+        value = &null;
+    switch (form) {
+    case TreeForm::kJson:
+        out = jsonText(value) + "\n";
+        return true;
+    case TreeForm::kXml:
+        return writeXml(value, out, error);
+    case TreeForm::kText:
+        out = readableTree(value);
+        return true;
+    default:
+        if (!messageOfValue(value, out, error))
+            return false;
+        if (form == TreeForm::kHex)
+            out = hexOfBytes(out);
+        return true;
+    }
+}
