@@ -133,7 +133,7 @@ void JsonVisitor::visitorAtDoubleElem(DoubleElem* element)
 
 void JsonVisitor::visitorAtStringElem(StringElem* element)
 {
-    appendQuoted(_text, element->stringValue());
+    appendQuoted(_text, element->text());
 }
 
 void JsonVisitor::visitorAtBinaryElem(BinaryElem* element)
@@ -151,7 +151,7 @@ void JsonVisitor::visitorAtNullElem(NullElem*)
 void JsonVisitor::visitorAtExceptionElem(ExceptionElem* element)
 {
     _text += "{\"exceptionstring\":";
-    appendQuoted(_text, element->stringValue());
+    appendQuoted(_text, element->message());
     _text += ",\"exceptioninteger\":";
     _text += iToString(element->intValue());
     _text += '}';
