@@ -48,6 +48,7 @@
 #include <tavix/elements/FileDescriptorElem.h>
 #include <tavix/elements/FileDescriptorVisitor.h>
 #include <tavix/elements/IntegerElem.h>
+#include <tavix/elements/JsonSchemaValidator.h>
 #include <tavix/elements/JsonVisitor.h>
 #include <tavix/elements/Limits.h>
 #include <tavix/elements/ListElem.h>

@@ -1,0 +1,155 @@
+// References: from their text to a schema, and what happens when following them leads back.
+
+#include "tavix/elements/JsonSchemaRunInternal.h"
+
+#include <cstdlib>
+
+namespace Tavix {
+
+using namespace Schema;
+
+namespace {
+
+bool isReference(std::string_view text)
+{
+    return !text.empty() && text[0] == '#' && (text.size() == 1 || text[1] == '/');
+}
+
+// Calls use(token) for each token behind the "#" of a reference, until one is refused.
+template <class Use>
+bool eachToken(std::string_view reference, Use use)
+{
+    std::size_t at = reference.find('/');
+    while (at != std::string_view::npos) {
+        std::size_t const next = reference.find('/', at + 1);
+        std::string_view const token = reference.substr(at + 1, next - at - 1);
+        if (!use(token))
+            return false;
+        at = next;
+    }
+    return true;
+}
+
+bool decodePercent(std::string& token)
+{
+    for (std::size_t at = token.find('%'); at != std::string::npos; at = token.find('%', at + 1)) {
+        if (token.size() - at < 3)
+            return false;
+        char const digits[] = {token[at + 1], token[at + 2], '\0'};
+        char* end;
+        long const byte = std::strtol(digits, &end, 16);
+        if (end != digits + 2)
+            return false;
+        token.replace(at, 3, 1, static_cast<char>(byte));
+    }
+    return true;
+}
+
+void replaceAll(std::string& token, char const* escape, char character)
+{
+    for (std::size_t at = token.find(escape); at != std::string::npos; at = token.find(escape, at + 1))
+        token.replace(at, 2, 1, character);
+}
+
+// What stands behind one token: in a list, by its index. A null child is no place to go on from.
+Element* childOf(Element* parent, std::string_view token)
+{
+    if (token.find_first_of("%~") != std::string_view::npos) {
+        std::string decoded(token);
+        JsonSchemaValidator::decodeJsonPointer(decoded);
+        return parent->getChild(decoded);
+    }
+    if (MapElem* const map = asMap(parent))
+        return map->find(token);
+    return parent->getChild(std::string(token));
+}
+
+} // namespace
+
+void JsonSchemaValidator::decodeJsonPointer(std::string& token)
+{
+    if (!decodePercent(token))
+        return;
+    // In this order, so that "~01" is "~1".
+    replaceAll(token, "~1", '/');
+    replaceAll(token, "~0", '~');
+}
+
+std::vector<std::string> JsonSchemaValidator::stringToPath(std::string const& text)
+{
+    std::vector<std::string> tokens;
+    if (!isReference(text))
+        return tokens;
+    tokens.emplace_back("#");
+    eachToken(text, [&](std::string_view token) {
+        decodeJsonPointer(tokens.emplace_back(token));
+        return true;
+    });
+    return tokens;
+}
+
+std::string JsonSchemaValidator::pathToString(std::vector<std::string> const& tokens)
+{
+    std::string text;
+    if (tokens.empty() || tokens[0] != "#")
+        return text;
+    text = "#";
+    for (std::size_t i = 1; i < tokens.size(); ++i)
+        text.append("/").append(tokens[i]);
+    return text;
+}
+
+bool JsonSchemaValidator::findSchemaReference(std::string const& ref, Path const& path, MapElem*& target)
+{
+    return _resolve(ref, path, target);
+}
+
+bool JsonSchemaValidator::_resolve(std::string_view ref, Path const& path, MapElem*& target)
+{
+    target = nullptr;
+    if (!isReference(ref))
+        return false;
+    if (ref.size() == 1) {
+        target = _schema;
+        return true;
+    }
+    Element* found = untrusted(_schema);
+    bool const isThere = found && eachToken(ref, [&](std::string_view token) {
+                             found = childOf(found, token);
+                             return found != nullptr;
+                         });
+    target = isThere ? unchecked(found) : nullptr;
+    if (kindOf(found) == Kind::Object)
+        return true;
+    _fail(kBadSchemaReference, path, _schema, ref);
+    return target != nullptr;
+}
+
+bool JsonSchemaValidator::_follow(Element* instance, Path const& path, MapElem* schema)
+{
+    TextOf const ref(schema->find("$ref"));
+    MapElem* target;
+    if (!_resolve(ref, path, target))
+        return false;
+
+    Run& run = *_run;
+    Run::Check const check(instance, target);
+    ++run.followed;
+    if (auto const known = run.outcomes.find(check); known != run.outcomes.end()) {
+        if (known->second.passed || known->second.errorAt != Run::kNoError)
+            return known->second.passed;
+    } else if (!run.isUnderWay(instance, target)) {
+        std::size_t const before = run.errorCount(*this);
+        bool const passed = validate(instance, path, target);
+        if (run.remembers(instance)) {
+            std::size_t const after = run.errorCount(*this);
+            run.remember(check, passed, !passed && after > before ? after - 1 : Run::kNoError);
+        }
+        return passed;
+    }
+    _fail(kBadSchemaReference, path, schema, ref);
+    run.remember(check, false, run.errorCount(*this) - 1);
+    return false;
+}
+
+} // namespace Tavix

@@ -1,0 +1,171 @@
+#ifndef TAVIX_ELEMENTS_JSONSCHEMARUNINTERNAL_H
+#define TAVIX_ELEMENTS_JSONSCHEMARUNINTERNAL_H
+
+// What a validator remembers while it runs.
+//
+// Steps. Each recursion step of validate() stands on the stack as a Step, linked to the one above. So a reference
+// can see that it leads back to a schema that is under way for the same value, and depth is counted.
+//
+// Outcomes. A chain of references that leads back fails with one error. From then on the value's outcome against each
+// schema that a reference leads to is remembered and not worked out again: otherwise every way round would be tried. The same
+// begins for all values once a run has followed kMaxFollowed references, which bounds schemas that refer to
+// themselves twice for each child.
+//
+// Tentative errors. Inside "anyOf", "oneOf" and "not" an error may be taken back, and most are. There they are kept
+// as bytes in one buffer and become entries of the list only when the outermost of these ends.
+//
+// Opened schemas. The addition that "dependencies" makes to the schema tree waits for the end of the run, because the
+// maps of the tree are being walked, and the instance may be the schema itself.
+
+#include "tavix/elements/JsonSchemaKindInternal.h"
+#include "tavix/elements/JsonSchemaPatternsInternal.h"
+#include "tavix/elements/JsonSchemaValidator.h"
+#include "tavix/elements/Limits.h"
+
+#include <map>
+#include <unordered_set>
+#include <utility>
+
+namespace Tavix {
+namespace Schema {
+
+// Steps one inside the other, over all values: what fits a small stack.
+constexpr unsigned kMaxSteps = 4 * kMaxNesting;
+constexpr std::size_t kMaxFollowed = 65536;
+
+enum Keyword : unsigned {
+    kType = 1U << 0,
+    kEnum = 1U << 1,
+    kAllOf = 1U << 2,
+    kAnyOf = 1U << 3,
+    kOneOf = 1U << 4,
+    kNot = 1U << 5,
+    kRef = 1U << 6,
+    kRequired = 1U << 7,
+    kMinProperties = 1U << 8,
+    kMaxProperties = 1U << 9,
+    kDependencies = 1U << 10,
+    kProperties = 1U << 11,
+    kPatternProperties = 1U << 12,
+    kMinItems = 1U << 13,
+    kMaxItems = 1U << 14,
+    kItems = 1U << 15,
+    kUniqueItems = 1U << 16,
+    kMinimum = 1U << 17,
+    kMaximum = 1U << 18,
+    kMultipleOf = 1U << 19,
+    kMinLength = 1U << 20,
+    kMaxLength = 1U << 21,
+    kPattern = 1U << 22,
+    kFormat = 1U << 23,
+    kAdditionalProperties = 1U << 24,
+    // Read only beside others, and looked up there: "additionalItems", "exclusiveMinimum", "exclusiveMaximum".
+};
+
+// The keywords that a schema has, in one pass over its keys.
+unsigned keywordsOf(MapElem const* schema);
+
+// A number as printf's %f has it, with "." in every locale.
+std::string numberText(double value);
+
+} // namespace Schema
+
+struct JsonSchemaValidator::Run {
+    struct Tentative {
+        std::size_t messageAt; // in text
+        std::size_t pathAt;
+        std::size_t end;
+        MapElem* schema;
+    };
+    struct Outcome {
+        bool passed;
+        std::size_t errorAt; // the last of its errors in the list; kNoError when they are not there
+    };
+    using Check = std::pair<Element const*, MapElem const*>;
+    static constexpr std::size_t kNoError = static_cast<std::size_t>(-1);
+
+    Step* top = nullptr;
+    unsigned users = 0;
+
+    unsigned combiners = 0; // under way; errors are tentative while there are any
+    std::string text;
+    std::vector<Tentative> tentative;
+
+    std::size_t followed = 0;
+    std::map<Check, Outcome> outcomes;
+    std::vector<Check> failed; // in the order of their errors
+
+    std::unordered_set<MapElem const*> opened;
+
+    Schema::Patterns patterns;
+
+    std::size_t errorCount(JsonSchemaValidator const& validator) const
+    {
+        return validator._errors.size() + tentative.size();
+    }
+    bool isUnderWay(Element const* instance, MapElem const* schema) const;
+    bool remembers(Element const* instance) const;
+    void remember(Check const& check, bool passed, std::size_t errorAt);
+    void forgetErrorsFrom(std::size_t position);
+    void finish() noexcept;
+};
+
+// An operation that the end of the run has to wait for.
+class JsonSchemaValidator::Use {
+public:
+    explicit Use(Run& run) : _run(run) { ++run.users; }
+    ~Use()
+    {
+        if (--_run.users == 0)
+            _run.finish();
+    }
+    Use(Use const&) = delete;
+    Use& operator=(Use const&) = delete;
+
+private:
+    Run& _run;
+};
+
+struct JsonSchemaValidator::Step {
+    Step(Run& owner, Element* value, MapElem* with)
+        : run(owner), use(owner), up(owner.top), instance(value), schema(with), depth(up ? up->depth + 1 : 1),
+          chain(up && up->instance == value ? up->chain + 1 : 1)
+    {
+        run.top = this;
+    }
+    ~Step() { run.top = up; }
+    Step(Step const&) = delete;
+    Step& operator=(Step const&) = delete;
+
+    Run& run;
+    Use const use;
+    Step* const up;
+    Element* const instance;
+    MapElem* const schema;
+    unsigned const depth; // steps in all, from 1
+    unsigned const chain; // steps for this value, from 1
+};
+
+// Between its begin and its end errors can be taken back.
+class JsonSchemaValidator::Tentatively {
+public:
+    explicit Tentatively(JsonSchemaValidator& validator);
+    ~Tentatively(); // an exception passes: the list has what was found before it, as far as memory allows
+    Tentatively(Tentatively const&) = delete;
+    Tentatively& operator=(Tentatively const&) = delete;
+
+    void rollBack();
+    // With the outermost one what is left becomes part of the list. Gives `passed` back.
+    bool end(bool passed);
+
+private:
+    void _enterInList();
+
+    JsonSchemaValidator& _validator;
+    std::size_t const _from;
+    bool _isUnderWay = true;
+};
+
+} // namespace Tavix
+
+#endif
