@@ -1,33 +1,16 @@
 // The deepest tree that travels must be safe on a small stack, and a deeper one must be refused before it hurts.
 
 #include "elements/SampleTrees.h"
+#include "support/SmallStack.h"
 #include "tavix/elements/FileDescriptorVisitor.h"
 #include "tavix/elements/JsonVisitor.h"
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 namespace {
 
 using namespace Tavix;
 using namespace SampleTrees;
-
-constexpr std::size_t kSmallStack = 256 * 1024;
-
-void onSmallStack(void (*work)())
-{
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setstacksize(&attributes, kSmallStack);
-    pthread_t thread;
-    auto const run = [](void* argument) -> void* {
-        reinterpret_cast<void (*)()>(argument)();
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, &attributes, run, reinterpret_cast<void*>(work)), 0);
-    pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attributes);
-}
 
 std::string errorOf(Element* value)
 {
