@@ -15,40 +15,41 @@ using namespace Schema;
 
 bool JsonSchemaValidator::validateArray(ListElem* instance, Path const& path, MapElem* schema)
 {
-    return _validateArray(instance, path, schema, keywordsOf(schema));
+    Use const use(*_run);
+    return _validateArray(instance, path, schema, _run->scan(schema));
 }
 
 bool JsonSchemaValidator::_validateArray(ListElem* instance, Path const& path, MapElem* schema,
                                          unsigned keywords)
 {
     bool ok = true;
-    if (keywords & kMinItems)
+    if (has(keywords, kMinItems))
         ok &= validateMinItems(instance, path, schema);
-    if (keywords & kMaxItems)
+    if (has(keywords, kMaxItems))
         ok &= validateMaxItems(instance, path, schema);
-    if (keywords & kItems)
-        ok &= asList(schema->find("items")) ? validateTuple(instance, path, schema)
-                                            : validateItems(instance, path, schema);
-    if (keywords & kUniqueItems)
+    if (has(keywords, kItems))
+        ok &= asList(_run->child(schema, kItems)) ? validateTuple(instance, path, schema)
+                                                  : validateItems(instance, path, schema);
+    if (has(keywords, kUniqueItems))
         ok &= validateUniqueItems(instance, path, schema);
     return ok;
 }
 
 bool JsonSchemaValidator::validateMinItems(ListElem* instance, Path const& path, MapElem* schema)
 {
-    return _validateMinCount(instance, "minItems", kArrayMinItems, path, schema);
+    return _validateMinCount(instance, kMinItems, kArrayMinItems, path, schema);
 }
 
 bool JsonSchemaValidator::validateMaxItems(ListElem* instance, Path const& path, MapElem* schema)
 {
-    return _validateMaxCount(instance, "maxItems", kArrayMaxItems, path, schema);
+    return _validateMaxCount(instance, kMaxItems, kArrayMaxItems, path, schema);
 }
 
 bool JsonSchemaValidator::validateItems(ListElem* instance, Path const& path, MapElem* schema)
 {
-    MapElem* const items = asMap(schema->find("items"));
+    MapElem* const items = asMap(_run->child(schema, kItems));
     if (!items)
-        return _refuseKeyword("items", path, schema);
+        return _refuse(kItems, path, schema);
     bool ok = true;
     std::size_t index = 0;
     for (Element* element : *instance)
@@ -58,9 +59,9 @@ bool JsonSchemaValidator::validateItems(ListElem* instance, Path const& path, Ma
 
 bool JsonSchemaValidator::validateTuple(ListElem* instance, Path const& path, MapElem* schema)
 {
-    ListElem* const items = asList(schema->find("items"));
+    ListElem* const items = asList(_run->child(schema, kItems));
     if (!items)
-        return _refuseKeyword("items", path, schema);
+        return _refuse(kItems, path, schema);
     bool ok = true;
     unsigned const length = static_cast<unsigned>(items->size());
     unsigned const count = static_cast<unsigned>(instance->size());
@@ -80,7 +81,7 @@ bool JsonSchemaValidator::validateTuple(ListElem* instance, Path const& path, Ma
 
 bool JsonSchemaValidator::schemaAllowsAdditionalItems(MapElem* schema, Path const& path)
 {
-    return _allowsAdditional("additionalItems", _additionalItemsDefault, path, schema);
+    return _allowsAdditional(kAdditionalItems, _additionalItemsDefault, path, schema);
 }
 
 MapElem* JsonSchemaValidator::getAdditionalItemsSchema(MapElem* schema)
@@ -178,9 +179,9 @@ std::string duplicateText(Element const* item)
 
 bool JsonSchemaValidator::validateUniqueItems(ListElem* instance, Path const& path, MapElem* schema)
 {
-    Element const* const unique = schema->find("uniqueItems");
+    Element const* const unique = _run->child(schema, kUniqueItems);
     if (kindOf(unique) != Kind::Boolean)
-        return _refuseKeyword("uniqueItems", path, schema);
+        return _refuse(kUniqueItems, path, schema);
     if (!unique->booleanValue())
         return true;
     SeenValues seen;

@@ -8,9 +8,9 @@ using namespace Schema;
 
 bool JsonSchemaValidator::validateAllOf(Element* instance, Path const& path, MapElem* schema)
 {
-    ListElem const* const members = asList(schema->find("allOf"));
+    ListElem const* const members = asList(_run->child(schema, kAllOf));
     if (!members)
-        return _refuseKeyword("allOf", path, schema);
+        return _refuse(kAllOf, path, schema);
     for (Element* member : *members) {
         if (!validate(instance, path, unchecked(member))) {
             return _fail(kInvalidAllOf, path, schema);
@@ -21,9 +21,9 @@ bool JsonSchemaValidator::validateAllOf(Element* instance, Path const& path, Map
 
 bool JsonSchemaValidator::validateAnyOf(Element* instance, Path const& path, MapElem* schema)
 {
-    ListElem const* const members = asList(schema->find("anyOf"));
+    ListElem const* const members = asList(_run->child(schema, kAnyOf));
     if (!members)
-        return _refuseKeyword("anyOf", path, schema);
+        return _refuse(kAnyOf, path, schema);
     Tentatively tentatively(*this);
     for (Element* member : *members) {
         if (validate(instance, path, unchecked(member))) {
@@ -37,9 +37,9 @@ bool JsonSchemaValidator::validateAnyOf(Element* instance, Path const& path, Map
 
 bool JsonSchemaValidator::validateOneOf(Element* instance, Path const& path, MapElem* schema)
 {
-    ListElem const* const members = asList(schema->find("oneOf"));
+    ListElem const* const members = asList(_run->child(schema, kOneOf));
     if (!members)
-        return _refuseKeyword("oneOf", path, schema);
+        return _refuse(kOneOf, path, schema);
     Tentatively tentatively(*this);
     std::size_t passed = 0;
     for (Element* member : *members)
@@ -54,9 +54,9 @@ bool JsonSchemaValidator::validateOneOf(Element* instance, Path const& path, Map
 
 bool JsonSchemaValidator::validateNot(Element* instance, Path const& path, MapElem* schema)
 {
-    MapElem* const member = asMap(schema->find("not"));
+    MapElem* const member = asMap(_run->child(schema, kNot));
     if (!member)
-        return _refuseKeyword("not", path, schema);
+        return _refuse(kNot, path, schema);
     Tentatively tentatively(*this);
     if (validate(instance, path, member)) {
         _fail(kInvalidNot, path, schema);

@@ -67,7 +67,7 @@ namespace {
 template <char const* text>
 Pattern const* compiled()
 {
-    static Pattern const pattern(text);
+    static Pattern const pattern(text, Pattern::kOnlyGroup);
     return &pattern;
 }
 

@@ -42,7 +42,7 @@ inline Kind kindOf(Element const* e)
     return kindByName(e);
 }
 
-char const* typeText(Kind kind);
+std::string_view typeText(Kind kind);
 
 // The child as T, null when it is of another kind.
 template <class T>

@@ -16,19 +16,12 @@ bool isNumber(Element const* e)
     return kind == Kind::Integer || kind == Kind::Number;
 }
 
-// Whether the limit itself is out of bounds; false in `isValid` when the keyword is no boolean.
-bool isExclusive(MapElem const* schema, char const* keyword, bool& isValid)
-{
-    Element const* const exclusive = schema->find(keyword);
-    isValid = kindOf(exclusive) == Kind::Boolean || (!exclusive && !schema->hasChild(keyword));
-    return isValid && exclusive && exclusive->booleanValue();
-}
-
 } // namespace
 
 bool JsonSchemaValidator::validateNumber(Element* instance, Path const& path, MapElem* schema)
 {
-    return _validateNumber(instance, path, schema, keywordsOf(schema));
+    Use const use(*_run);
+    return _validateNumber(instance, path, schema, _run->scan(schema));
 }
 
 bool JsonSchemaValidator::_validateNumber(Element* instance, Path const& path, MapElem* schema,
@@ -38,51 +31,51 @@ bool JsonSchemaValidator::_validateNumber(Element* instance, Path const& path, M
     if (!std::isfinite(value))
         return _fail(kInvalidInstance, path, schema, "invalid numeric value");
     bool ok = true;
-    if (keywords & kMinimum)
+    if (has(keywords, kMinimum))
         ok &= validateMinimum(value, path, schema);
-    if (keywords & kMaximum)
+    if (has(keywords, kMaximum))
         ok &= validateMaximum(value, path, schema);
-    if (keywords & kMultipleOf)
+    if (has(keywords, kMultipleOf))
         ok &= validateMultipleOf(value, path, schema);
     return ok;
 }
 
 bool JsonSchemaValidator::validateMinimum(double value, Path const& path, MapElem* schema)
 {
-    Element const* const minimum = schema->find("minimum");
+    Element const* const minimum = _run->child(schema, kMinimum);
     if (!isNumber(minimum))
-        return _refuseKeyword("minimum", path, schema);
-    bool isValid;
-    bool const exclusive = isExclusive(schema, "exclusiveMinimum", isValid);
-    if (!isValid)
-        return _refuseKeyword("exclusiveMinimum", path, schema);
+        return _refuse(kMinimum, path, schema);
+    Element const* const exclusive = _run->child(schema, kExclusiveMinimum);
+    if (kindOf(exclusive) != Kind::Boolean && (exclusive || schema->hasChild("exclusiveMinimum")))
+        return _refuse(kExclusiveMinimum, path, schema);
     double const limit = minimum->doubleValue();
     if (limit > value)
         return _fail(kNumberMinimum, path, schema, numberText(limit));
-    return limit != value || !exclusive || _fail(kNumberMinimumExclusive, path, schema, numberText(limit));
+    return limit != value || !exclusive || !exclusive->booleanValue() ||
+           _fail(kNumberMinimumExclusive, path, schema, numberText(limit));
 }
 
 bool JsonSchemaValidator::validateMaximum(double value, Path const& path, MapElem* schema)
 {
-    Element const* const maximum = schema->find("maximum");
+    Element const* const maximum = _run->child(schema, kMaximum);
     if (!isNumber(maximum))
-        return _refuseKeyword("maximum", path, schema);
-    bool isValid;
-    bool const exclusive = isExclusive(schema, "exclusiveMaximum", isValid);
-    if (!isValid)
-        return _refuseKeyword("exclusiveMaximum", path, schema);
+        return _refuse(kMaximum, path, schema);
+    Element const* const exclusive = _run->child(schema, kExclusiveMaximum);
+    if (kindOf(exclusive) != Kind::Boolean && (exclusive || schema->hasChild("exclusiveMaximum")))
+        return _refuse(kExclusiveMaximum, path, schema);
     double const limit = maximum->doubleValue();
     if (limit < value)
         return _fail(kNumberMaximum, path, schema, numberText(limit));
-    return limit != value || !exclusive || _fail(kNumberMaximumExclusive, path, schema, numberText(limit));
+    return limit != value || !exclusive || !exclusive->booleanValue() ||
+           _fail(kNumberMaximumExclusive, path, schema, numberText(limit));
 }
 
 // Without a tolerance. A divisor of 0 gives infinity, which has no fraction, and a NaN for 0.
 bool JsonSchemaValidator::validateMultipleOf(double value, Path const& path, MapElem* schema)
 {
-    Element const* const divisor = schema->find("multipleOf");
+    Element const* const divisor = _run->child(schema, kMultipleOf);
     if (!isNumber(divisor))
-        return _refuseKeyword("multipleOf", path, schema);
+        return _refuse(kMultipleOf, path, schema);
     double whole;
     return std::modf(value / divisor->doubleValue(), &whole) == 0.0 ||
            _fail(kNumberMultipleOf, path, schema, numberText(divisor->doubleValue()));

@@ -19,31 +19,40 @@ bool hasChild(MapElem const* map, std::string_view name)
     return map->find(name) || map->hasChild(std::string(name));
 }
 
+// Below 0, 0 or above, by unsigned bytes. Most names differ in the first one, which needs no call.
+int order(std::string_view left, std::string_view right)
+{
+    if (!left.empty() && !right.empty() && left[0] != right[0])
+        return static_cast<unsigned char>(left[0]) < static_cast<unsigned char>(right[0]) ? -1 : 1;
+    return left.compare(right);
+}
+
 } // namespace
 
 bool JsonSchemaValidator::validateObject(MapElem* instance, Path const& path, MapElem* schema)
 {
-    return _validateObject(instance, path, schema, keywordsOf(schema));
+    Use const use(*_run);
+    return _validateObject(instance, path, schema, _run->scan(schema));
 }
 
 bool JsonSchemaValidator::_validateObject(MapElem* instance, Path const& path, MapElem* schema,
                                           unsigned keywords)
 {
     bool ok = true;
-    if (keywords & kRequired)
+    if (has(keywords, kRequired))
         ok &= validateRequired(instance, path, schema);
-    if (keywords & kMinProperties)
+    if (has(keywords, kMinProperties))
         ok &= validateMinProperties(instance, path, schema);
-    if (keywords & kMaxProperties)
+    if (has(keywords, kMaxProperties))
         ok &= validateMaxProperties(instance, path, schema);
-    if (keywords & kDependencies)
+    if (has(keywords, kDependencies))
         ok &= validateDependencies(instance, path, schema);
     // Where an object is open by default and the schema says nothing, nobody asks for the names.
-    bool const needsNames = (keywords & kAdditionalProperties) || !_additionalPropertiesDefault;
+    bool const needsNames = has(keywords, kAdditionalProperties) || !_additionalPropertiesDefault;
     Names covered;
-    if (keywords & kProperties)
+    if (has(keywords, kProperties))
         ok &= _validateProperties(instance, path, schema, needsNames ? &covered : nullptr);
-    if (keywords & kPatternProperties)
+    if (has(keywords, kPatternProperties))
         ok &= _validatePatternProperties(instance, path, schema, needsNames ? &covered : nullptr);
     if (needsNames)
         ok &= validateAdditionalProperties(instance, path, schema, covered);
@@ -52,9 +61,9 @@ bool JsonSchemaValidator::_validateObject(MapElem* instance, Path const& path, M
 
 bool JsonSchemaValidator::validateRequired(MapElem* instance, Path const& path, MapElem* schema)
 {
-    ListElem const* const names = asList(schema->find("required"));
+    ListElem const* const names = asList(_run->child(schema, kRequired));
     if (!names)
-        return _refuseKeyword("required", path, schema);
+        return _refuse(kRequired, path, schema);
     bool ok = true;
     for (Element const* entry : *names) {
         TextOf const name(entry);
@@ -66,30 +75,30 @@ bool JsonSchemaValidator::validateRequired(MapElem* instance, Path const& path, 
 
 bool JsonSchemaValidator::validateMinProperties(MapElem* instance, Path const& path, MapElem* schema)
 {
-    return _validateMinCount(instance, "minProperties", kObjectMinProperties, path, schema);
+    return _validateMinCount(instance, kMinProperties, kObjectMinProperties, path, schema);
 }
 
 bool JsonSchemaValidator::validateMaxProperties(MapElem* instance, Path const& path, MapElem* schema)
 {
-    return _validateMaxCount(instance, "maxProperties", kObjectMaxProperties, path, schema);
+    return _validateMaxCount(instance, kMaxProperties, kObjectMaxProperties, path, schema);
 }
 
-bool JsonSchemaValidator::_validateMinCount(Element* instance, char const* keyword, char const* message,
+bool JsonSchemaValidator::_validateMinCount(Element* instance, Keyword keyword, char const* message,
                                             Path const& path, MapElem* schema)
 {
-    Element const* const limit = schema->find(keyword);
+    Element const* const limit = _run->child(schema, keyword);
     if (kindOf(limit) != Kind::Integer)
-        return _refuseKeyword(keyword, path, schema);
+        return _refuse(keyword, path, schema);
     return instance->getNumChildren() >= limit->intValue() ||
            _fail(message, path, schema, iToString(limit->intValue()));
 }
 
-bool JsonSchemaValidator::_validateMaxCount(Element* instance, char const* keyword, char const* message,
+bool JsonSchemaValidator::_validateMaxCount(Element* instance, Keyword keyword, char const* message,
                                             Path const& path, MapElem* schema)
 {
-    Element const* const limit = schema->find(keyword);
+    Element const* const limit = _run->child(schema, keyword);
     if (kindOf(limit) != Kind::Integer)
-        return _refuseKeyword(keyword, path, schema);
+        return _refuse(keyword, path, schema);
     return instance->getNumChildren() <= limit->intValue() ||
            _fail(message, path, schema, iToString(limit->intValue()));
 }
@@ -97,9 +106,9 @@ bool JsonSchemaValidator::_validateMaxCount(Element* instance, char const* keywo
 bool JsonSchemaValidator::validateDependencies(MapElem* instance, Path const& path, MapElem* schema)
 {
     Use const use(*_run);
-    MapElem const* const dependencies = asMap(schema->find("dependencies"));
+    MapElem const* const dependencies = asMap(_run->child(schema, kDependencies));
     if (!dependencies)
-        return _refuseKeyword("dependencies", path, schema);
+        return _refuse(kDependencies, path, schema);
     bool ok = true;
     for (auto const& [name, dependency] : *dependencies)
         if (hasChild(instance, name))
@@ -145,18 +154,19 @@ bool JsonSchemaValidator::validateProperties(MapElem* instance, Path const& path
 bool JsonSchemaValidator::_validateProperties(MapElem* instance, Path const& path, MapElem* schema,
                                               Names* covered)
 {
-    MapElem const* const properties = asMap(schema->find("properties"));
+    MapElem const* const properties = asMap(_run->child(schema, kProperties));
     if (!properties)
-        return _refuseKeyword("properties", path, schema);
+        return _refuse(kProperties, path, schema);
     bool ok = true;
     auto child = instance->begin();
     auto const end = instance->end();
     for (auto const& [name, property] : *properties) {
-        while (child != end && child->first < name)
+        int at = -1;
+        while (child != end && (at = order(child->first, name)) < 0)
             ++child;
         if (child == end)
             break;
-        if (child->first != name)
+        if (at > 0)
             continue;
         if (covered)
             covered->push_back(name);
@@ -174,9 +184,9 @@ bool JsonSchemaValidator::validatePatternProperties(MapElem* instance, Path cons
 bool JsonSchemaValidator::_validatePatternProperties(MapElem* instance, Path const& path, MapElem* schema,
                                                      Names* covered)
 {
-    MapElem const* const patterns = asMap(schema->find("patternProperties"));
+    MapElem const* const patterns = asMap(_run->child(schema, kPatternProperties));
     if (!patterns)
-        return _refuseKeyword("patternProperties", path, schema);
+        return _refuse(kPatternProperties, path, schema);
     bool ok = true;
     for (auto const& [text, property] : *patterns) {
         Pattern const pattern = _run->patterns.get(text);
@@ -198,24 +208,24 @@ bool JsonSchemaValidator::_validatePatternProperties(MapElem* instance, Path con
 bool JsonSchemaValidator::schemaAllowsAdditionalProperties(MapElem* schema, Path const& path)
 {
     bool const byDefault = _additionalPropertiesDefault || _run->opened.count(schema) != 0;
-    return _allowsAdditional("additionalProperties", byDefault, path, schema);
+    return _allowsAdditional(kAdditionalProperties, byDefault, path, schema);
 }
 
-bool JsonSchemaValidator::_allowsAdditional(char const* keyword, bool byDefault, Path const& path,
+bool JsonSchemaValidator::_allowsAdditional(Keyword keyword, bool byDefault, Path const& path,
                                             MapElem* schema)
 {
-    Element const* const additional = schema->find(keyword);
+    Element const* const additional = _run->child(schema, keyword);
     switch (kindOf(additional)) {
     case Kind::Object:
         return true;
     case Kind::Boolean:
         return additional->booleanValue();
     case Kind::NoPointer:
-        if (!schema->hasChild(keyword))
+        if (!schema->hasChild(nameOf(keyword)))
             return byDefault;
         [[fallthrough]];
     default:
-        _refuseKeyword(keyword, path, schema);
+        _refuse(keyword, path, schema);
         return byDefault;
     }
 }
@@ -229,7 +239,7 @@ bool JsonSchemaValidator::validateAdditionalProperties(MapElem* instance, Path c
                                                        Names const& covered)
 {
     bool const isAllowed = schemaAllowsAdditionalProperties(schema, path);
-    MapElem* const extra = getAdditionalPropertiesSchema(schema);
+    MapElem* const extra = asMap(_run->child(schema, kAdditionalProperties));
     if (isAllowed && !extra)
         return true;
     Names sorted;
@@ -242,9 +252,10 @@ bool JsonSchemaValidator::validateAdditionalProperties(MapElem* instance, Path c
     bool ok = true;
     auto next = names.begin();
     for (auto const& [name, child] : *instance) {
-        while (next != names.end() && *next < name)
+        int at = 1;
+        while (next != names.end() && (at = order(*next, name)) < 0)
             ++next;
-        if (next != names.end() && *next == name)
+        if (next != names.end() && at == 0)
             continue;
         ok &= isAllowed ? validate(child, Path(path, name), extra)
                         : _fail(kUnexpectedProperty, path, schema, name);

@@ -13,7 +13,10 @@ namespace Schema {
 // A compiled regular expression in Perl syntax. Copies share it, and any number of threads may match with it.
 class Pattern {
 public:
-    explicit Pattern(std::string_view text);
+    // A pattern that never refers back to its groups matches faster when they capture nothing.
+    enum Groups { kCapture, kOnlyGroup };
+
+    explicit Pattern(std::string_view text, Groups groups = kCapture);
 
     bool isValid() const;
     // Anywhere in the text, and the whole of it. What the engine throws at its limits passes through.

@@ -2,6 +2,7 @@
 
 #include "tavix/elements/JsonSchemaRunInternal.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace Tavix {
@@ -19,13 +20,13 @@ bool isReference(std::string_view text)
 template <class Use>
 bool eachToken(std::string_view reference, Use use)
 {
-    std::size_t at = reference.find('/');
-    while (at != std::string_view::npos) {
-        std::size_t const next = reference.find('/', at + 1);
-        std::string_view const token = reference.substr(at + 1, next - at - 1);
-        if (!use(token))
+    for (std::size_t begin = 2; begin <= reference.size();) {
+        std::size_t end = begin;
+        while (end < reference.size() && reference[end] != '/')
+            ++end;
+        if (!use(reference.substr(begin, end - begin)))
             return false;
-        at = next;
+        begin = end + 1;
     }
     return true;
 }
@@ -54,7 +55,7 @@ void replaceAll(std::string& token, char const* escape, char character)
 // What stands behind one token: in a list, by its index. A null child is no place to go on from.
 Element* childOf(Element* parent, std::string_view token)
 {
-    if (token.find_first_of("%~") != std::string_view::npos) {
+    if (std::any_of(token.begin(), token.end(), [](char c) { return c == '%' || c == '~'; })) {
         std::string decoded(token);
         JsonSchemaValidator::decodeJsonPointer(decoded);
         return parent->getChild(decoded);
@@ -127,12 +128,17 @@ bool JsonSchemaValidator::_resolve(std::string_view ref, Path const& path, MapEl
 
 bool JsonSchemaValidator::_follow(Element* instance, Path const& path, MapElem* schema)
 {
-    TextOf const ref(schema->find("$ref"));
-    MapElem* target;
-    if (!_resolve(ref, path, target))
-        return false;
-
     Run& run = *_run;
+    Element const* const ref = run.child(schema, kRef);
+    Run::Resolved& resolved = run.resolvedFor(schema);
+    MapElem* target = resolved.target;
+    if (resolved.inRun != run.number || resolved.schema != schema) {
+        if (!_resolve(TextOf(ref), path, target))
+            return false;
+        if (kindOf(untrusted(target)) == Kind::Object)
+            resolved = {run.number, schema, target};
+    }
+
     Run::Check const check(instance, target);
     ++run.followed;
     if (auto const known = run.outcomes.find(check); known != run.outcomes.end()) {
@@ -147,7 +153,7 @@ bool JsonSchemaValidator::_follow(Element* instance, Path const& path, MapElem* 
         }
         return passed;
     }
-    _fail(kBadSchemaReference, path, schema, ref);
+    _fail(kBadSchemaReference, path, schema, TextOf(ref));
     run.remember(check, false, run.errorCount(*this) - 1);
     return false;
 }

@@ -12,56 +12,96 @@ namespace {
 
 // `name` has as many characters as `word`: then this is one or two comparisons of integers.
 template <std::size_t N>
-unsigned bitIf(std::string_view name, char const (&word)[N], Keyword bit)
+bool is(std::string_view name, char const (&word)[N])
 {
-    return std::memcmp(name.data(), word, N - 1) == 0 ? bit : 0U;
+    return std::memcmp(name.data(), word, N - 1) == 0;
 }
 
-unsigned keywordOf(std::string_view name)
+Keyword keywordOf(std::string_view name)
 {
     switch (name.size()) {
     case 3:
-        return bitIf(name, "not", kNot);
+        return is(name, "not") ? kNot : kNoKeyword;
     case 4:
-        return bitIf(name, "type", kType) | bitIf(name, "$ref", kRef) | bitIf(name, "enum", kEnum);
+        return is(name, "type") ? kType : is(name, "enum") ? kEnum : is(name, "$ref") ? kRef : kNoKeyword;
     case 5:
-        return bitIf(name, "items", kItems) | bitIf(name, "allOf", kAllOf) | bitIf(name, "anyOf", kAnyOf) |
-               bitIf(name, "oneOf", kOneOf);
+        return is(name, "allOf")   ? kAllOf
+               : is(name, "anyOf") ? kAnyOf
+               : is(name, "oneOf") ? kOneOf
+               : is(name, "items") ? kItems
+                                   : kNoKeyword;
     case 6:
-        return bitIf(name, "format", kFormat);
+        return is(name, "format") ? kFormat : kNoKeyword;
     case 7:
-        return bitIf(name, "pattern", kPattern) | bitIf(name, "minimum", kMinimum) |
-               bitIf(name, "maximum", kMaximum);
+        return is(name, "minimum")   ? kMinimum
+               : is(name, "maximum") ? kMaximum
+               : is(name, "pattern") ? kPattern
+                                     : kNoKeyword;
     case 8:
-        return bitIf(name, "required", kRequired) | bitIf(name, "minItems", kMinItems) |
-               bitIf(name, "maxItems", kMaxItems);
+        return is(name, "required")   ? kRequired
+               : is(name, "minItems") ? kMinItems
+               : is(name, "maxItems") ? kMaxItems
+                                      : kNoKeyword;
     case 9:
-        return bitIf(name, "minLength", kMinLength) | bitIf(name, "maxLength", kMaxLength);
+        return is(name, "minLength") ? kMinLength : is(name, "maxLength") ? kMaxLength : kNoKeyword;
     case 10:
-        return bitIf(name, "properties", kProperties) | bitIf(name, "multipleOf", kMultipleOf);
+        return is(name, "properties") ? kProperties : is(name, "multipleOf") ? kMultipleOf : kNoKeyword;
     case 11:
-        return bitIf(name, "uniqueItems", kUniqueItems);
+        return is(name, "uniqueItems") ? kUniqueItems : kNoKeyword;
     case 12:
-        return bitIf(name, "dependencies", kDependencies);
+        return is(name, "dependencies") ? kDependencies : kNoKeyword;
     case 13:
-        return bitIf(name, "minProperties", kMinProperties) | bitIf(name, "maxProperties", kMaxProperties);
+        return is(name, "minProperties")   ? kMinProperties
+               : is(name, "maxProperties") ? kMaxProperties
+                                           : kNoKeyword;
+    case 15:
+        return is(name, "additionalItems") ? kAdditionalItems : kNoKeyword;
+    case 16:
+        return is(name, "exclusiveMinimum")   ? kExclusiveMinimum
+               : is(name, "exclusiveMaximum") ? kExclusiveMaximum
+                                              : kNoKeyword;
     case 17:
-        return bitIf(name, "patternProperties", kPatternProperties);
+        return is(name, "patternProperties") ? kPatternProperties : kNoKeyword;
     case 20:
-        return bitIf(name, "additionalProperties", kAdditionalProperties);
+        return is(name, "additionalProperties") ? kAdditionalProperties : kNoKeyword;
     default:
-        return 0;
+        return kNoKeyword;
     }
 }
 
 } // namespace
 
-unsigned keywordsOf(MapElem const* schema)
+char const* nameOf(Keyword keyword)
 {
-    unsigned keywords = 0;
-    for (auto const& entry : *schema)
-        keywords |= keywordOf(entry.first);
-    return keywords;
+    static char const* const names[] = {"type",
+                                        "enum",
+                                        "allOf",
+                                        "anyOf",
+                                        "oneOf",
+                                        "not",
+                                        "$ref",
+                                        "required",
+                                        "minProperties",
+                                        "maxProperties",
+                                        "dependencies",
+                                        "properties",
+                                        "patternProperties",
+                                        "additionalProperties",
+                                        "minItems",
+                                        "maxItems",
+                                        "items",
+                                        "additionalItems",
+                                        "uniqueItems",
+                                        "minimum",
+                                        "maximum",
+                                        "exclusiveMinimum",
+                                        "exclusiveMaximum",
+                                        "multipleOf",
+                                        "minLength",
+                                        "maxLength",
+                                        "pattern",
+                                        "format"};
+    return names[keyword];
 }
 
 Kind kindByName(Element const* e)
@@ -81,10 +121,10 @@ Kind kindByName(Element const* e)
     return Kind::Unknown;
 }
 
-char const* typeText(Kind kind)
+std::string_view typeText(Kind kind)
 {
-    static char const* const texts[] = {"<null>", "null",   "boolean", "integer",  "number",
-                                        "string", "object", "array",   "<unknown>"};
+    static constexpr std::string_view texts[] = {"<null>", "null",   "boolean", "integer",  "number",
+                                                 "string", "object", "array",   "<unknown>"};
     return texts[static_cast<int>(kind)];
 }
 
@@ -95,6 +135,22 @@ std::string numberText(double value)
 }
 
 } // namespace Schema
+
+using namespace Schema;
+
+unsigned JsonSchemaValidator::Run::scan(MapElem const* schema)
+{
+    scanned = schema;
+    scannedKeywords = 0;
+    for (auto const& [name, value] : *schema) {
+        Keyword const keyword = keywordOf(name);
+        if (keyword == kNoKeyword)
+            continue;
+        scannedKeywords |= 1U << keyword;
+        scannedChildren[keyword] = value;
+    }
+    return scannedKeywords;
+}
 
 bool JsonSchemaValidator::Run::isUnderWay(Element const* instance, MapElem const* schema) const
 {
@@ -142,6 +198,8 @@ void JsonSchemaValidator::Run::finish() noexcept
     outcomes.clear();
     failed.clear();
     followed = 0;
+    scanned = nullptr;
+    ++number;
 }
 
 JsonSchemaValidator::Tentatively::Tentatively(JsonSchemaValidator& validator)

@@ -14,6 +14,10 @@
 // Tentative errors. Inside "anyOf", "oneOf" and "not" an error may be taken back, and most are. There they are kept
 // as bytes in one buffer and become entries of the list only when the outermost of these ends.
 //
+// What a schema has. Each step looks at every key of its schema once. The children that this finds are kept until the
+// next step does the same, and the checks that run up to then need no look-up. Targets of references are kept for the
+// run. Both hold because nothing changes the schema tree during a run.
+//
 // Opened schemas. The addition that "dependencies" makes to the schema tree waits for the end of the run, because the
 // maps of the tree are being walked, and the instance may be the schema itself.
 
@@ -22,6 +26,8 @@
 #include "tavix/elements/JsonSchemaValidator.h"
 #include "tavix/elements/Limits.h"
 
+#include <array>
+#include <cstdint>
 #include <map>
 #include <unordered_set>
 #include <utility>
@@ -34,36 +40,45 @@ constexpr unsigned kMaxSteps = 4 * kMaxNesting;
 constexpr std::size_t kMaxFollowed = 65536;
 
 enum Keyword : unsigned {
-    kType = 1U << 0,
-    kEnum = 1U << 1,
-    kAllOf = 1U << 2,
-    kAnyOf = 1U << 3,
-    kOneOf = 1U << 4,
-    kNot = 1U << 5,
-    kRef = 1U << 6,
-    kRequired = 1U << 7,
-    kMinProperties = 1U << 8,
-    kMaxProperties = 1U << 9,
-    kDependencies = 1U << 10,
-    kProperties = 1U << 11,
-    kPatternProperties = 1U << 12,
-    kMinItems = 1U << 13,
-    kMaxItems = 1U << 14,
-    kItems = 1U << 15,
-    kUniqueItems = 1U << 16,
-    kMinimum = 1U << 17,
-    kMaximum = 1U << 18,
-    kMultipleOf = 1U << 19,
-    kMinLength = 1U << 20,
-    kMaxLength = 1U << 21,
-    kPattern = 1U << 22,
-    kFormat = 1U << 23,
-    kAdditionalProperties = 1U << 24,
-    // Read only beside others, and looked up there: "additionalItems", "exclusiveMinimum", "exclusiveMaximum".
+    kType,
+    kEnum,
+    kAllOf,
+    kAnyOf,
+    kOneOf,
+    kNot,
+    kRef,
+    kRequired,
+    kMinProperties,
+    kMaxProperties,
+    kDependencies,
+    kProperties,
+    kPatternProperties,
+    kAdditionalProperties,
+    kMinItems,
+    kMaxItems,
+    kItems,
+    kAdditionalItems,
+    kUniqueItems,
+    kMinimum,
+    kMaximum,
+    kExclusiveMinimum,
+    kExclusiveMaximum,
+    kMultipleOf,
+    kMinLength,
+    kMaxLength,
+    kPattern,
+    kFormat,
+    kKeywordCount,
+    kNoKeyword = kKeywordCount
 };
 
-// The keywords that a schema has, in one pass over its keys.
-unsigned keywordsOf(MapElem const* schema);
+char const* nameOf(Keyword keyword);
+
+// A set of keywords.
+inline bool has(unsigned keywords, Keyword keyword)
+{
+    return (keywords >> keyword & 1U) != 0;
+}
 
 // A number as printf's %f has it, with "." in every locale.
 std::string numberText(double value);
@@ -97,12 +112,37 @@ struct JsonSchemaValidator::Run {
 
     std::unordered_set<MapElem const*> opened;
 
+    MapElem const* scanned = nullptr;
+    unsigned scannedKeywords = 0;
+    std::array<Element*, Schema::kKeywordCount> scannedChildren;
+
+    struct Resolved {
+        std::size_t inRun = 0;
+        MapElem const* schema = nullptr; // that has the reference
+        MapElem* target = nullptr;
+    };
+    std::size_t number = 1; // of this run
+    std::array<Resolved, 64> resolved;
+
     Schema::Patterns patterns;
 
     std::size_t errorCount(JsonSchemaValidator const& validator) const
     {
         return validator._errors.size() + tentative.size();
     }
+    // The keywords that the schema has.
+    unsigned scan(MapElem const* schema);
+    Element* child(MapElem const* schema, Schema::Keyword keyword) const
+    {
+        if (schema != scanned)
+            return schema->find(Schema::nameOf(keyword));
+        return Schema::has(scannedKeywords, keyword) ? scannedChildren[keyword] : nullptr;
+    }
+    Resolved& resolvedFor(MapElem const* schema)
+    {
+        return resolved[reinterpret_cast<std::uintptr_t>(schema) / sizeof(MapElem) % resolved.size()];
+    }
+
     bool isUnderWay(Element const* instance, MapElem const* schema) const;
     bool remembers(Element const* instance) const;
     void remember(Check const& check, bool passed, std::size_t errorAt);

@@ -8,7 +8,8 @@ using namespace Schema;
 
 bool JsonSchemaValidator::validateString(StringElem* instance, Path const& path, MapElem* schema)
 {
-    return _validateString(instance, path, schema, keywordsOf(schema));
+    Use const use(*_run);
+    return _validateString(instance, path, schema, _run->scan(schema));
 }
 
 bool JsonSchemaValidator::_validateString(StringElem* instance, Path const& path, MapElem* schema,
@@ -16,13 +17,13 @@ bool JsonSchemaValidator::_validateString(StringElem* instance, Path const& path
 {
     TextOf const value(instance);
     bool ok = true;
-    if (keywords & kMinLength)
+    if (has(keywords, kMinLength))
         ok &= validateMinLength(value, path, schema);
-    if (keywords & kMaxLength)
+    if (has(keywords, kMaxLength))
         ok &= validateMaxLength(value, path, schema);
-    if (keywords & kPattern)
+    if (has(keywords, kPattern))
         ok &= validatePattern(value, path, schema);
-    if (keywords & kFormat)
+    if (has(keywords, kFormat))
         ok &= validateFormat(value, path, schema);
     return ok;
 }
@@ -30,27 +31,27 @@ bool JsonSchemaValidator::_validateString(StringElem* instance, Path const& path
 // The limits are unsigned: -1 is the largest.
 bool JsonSchemaValidator::validateMinLength(std::string_view value, Path const& path, MapElem* schema)
 {
-    Element const* const limit = schema->find("minLength");
+    Element const* const limit = _run->child(schema, kMinLength);
     if (kindOf(limit) != Kind::Integer)
-        return _refuseKeyword("minLength", path, schema);
+        return _refuse(kMinLength, path, schema);
     return static_cast<unsigned>(limit->intValue()) <= value.size() ||
            _fail(kStringMinLength, path, schema, limit->stringValue());
 }
 
 bool JsonSchemaValidator::validateMaxLength(std::string_view value, Path const& path, MapElem* schema)
 {
-    Element const* const limit = schema->find("maxLength");
+    Element const* const limit = _run->child(schema, kMaxLength);
     if (kindOf(limit) != Kind::Integer)
-        return _refuseKeyword("maxLength", path, schema);
+        return _refuse(kMaxLength, path, schema);
     return static_cast<unsigned>(limit->intValue()) >= value.size() ||
            _fail(kStringMaxLength, path, schema, limit->stringValue());
 }
 
 bool JsonSchemaValidator::validatePattern(std::string_view value, Path const& path, MapElem* schema)
 {
-    Element const* const child = schema->find("pattern");
+    Element const* const child = _run->child(schema, kPattern);
     if (kindOf(child) != Kind::String)
-        return _refuseKeyword("pattern", path, schema);
+        return _refuse(kPattern, path, schema);
     TextOf const text(child);
     Pattern const pattern = _run->patterns.get(text);
     if (!pattern.isValid())
@@ -60,9 +61,9 @@ bool JsonSchemaValidator::validatePattern(std::string_view value, Path const& pa
 
 bool JsonSchemaValidator::validateFormat(std::string_view value, Path const& path, MapElem* schema)
 {
-    Element const* const child = schema->find("format");
+    Element const* const child = _run->child(schema, kFormat);
     if (kindOf(child) != Kind::String)
-        return _refuseKeyword("format", path, schema);
+        return _refuse(kFormat, path, schema);
     TextOf const name(child);
     Pattern const* const format = findFormat(name);
     if (!format || !format->isValid())

@@ -8,17 +8,19 @@ using namespace Schema;
 
 bool JsonSchemaValidator::validateSchemaType(Element* instance, Path const& path, MapElem* schema)
 {
-    std::string const actual = getJsonSchemaType(instance, path, schema);
-    if (asList(schema->find("type")))
+    Kind const kind = kindOf(instance);
+    _reportKind(kind, instance, path, schema);
+    std::string_view const actual = typeText(kind);
+    if (asList(_run->child(schema, kType)))
         return validateTypes(instance, actual, path, schema);
     return validateType(instance, actual, path, schema);
 }
 
-bool JsonSchemaValidator::validateType(Element*, std::string const& actual, Path const& path, MapElem* schema)
+bool JsonSchemaValidator::validateType(Element*, std::string_view actual, Path const& path, MapElem* schema)
 {
-    Element* const type = schema->find("type");
+    Element* const type = _run->child(schema, kType);
     if (kindOf(type) != Kind::String)
-        return _refuseKeyword("type", path, schema);
+        return _refuse(kType, path, schema);
     TextOf const text(type);
     std::string_view const wanted = text;
     if (wanted == actual || wanted == "any" || (wanted == "number" && actual == "integer"))
@@ -26,12 +28,11 @@ bool JsonSchemaValidator::validateType(Element*, std::string const& actual, Path
     return _fail(kInvalidType, path, schema, wanted, actual);
 }
 
-bool JsonSchemaValidator::validateTypes(Element*, std::string const& actual, Path const& path,
-                                        MapElem* schema)
+bool JsonSchemaValidator::validateTypes(Element*, std::string_view actual, Path const& path, MapElem* schema)
 {
-    ListElem const* const types = asList(schema->find("type"));
+    ListElem const* const types = asList(_run->child(schema, kType));
     if (!types)
-        return _refuseKeyword("type", path, schema);
+        return _refuse(kType, path, schema);
     std::string expected;
     bool isFirst = true;
     for (Element const* entry : *types) {
@@ -52,9 +53,9 @@ bool JsonSchemaValidator::validateTypes(Element*, std::string const& actual, Pat
 
 bool JsonSchemaValidator::validateEnum(Element* instance, Path const& path, MapElem* schema)
 {
-    ListElem const* const choices = asList(schema->find("enum"));
+    ListElem const* const choices = asList(_run->child(schema, kEnum));
     if (!choices)
-        return _refuseKeyword("enum", path, schema);
+        return _refuse(kEnum, path, schema);
     for (Element* choice : *choices)
         if (valuesEqual(instance, choice, path, schema))
             return true;

@@ -3,9 +3,9 @@
 
 #include "tavix/elements/JsonSchemaValidator.h"
 
-#include "tavix/elements/ElementText.h"
 #include "tavix/elements/JsonSchemaRunInternal.h"
 
+#include <charconv>
 #include <utility>
 
 namespace Tavix {
@@ -36,10 +36,12 @@ void JsonSchemaValidator::Path::appendTo(std::string& text) const
         _parent->appendTo(text);
         text += '/';
     }
-    if (_index >= 0)
-        text += iToString(_index);
-    else
+    if (_index < 0) {
         text += _name;
+        return;
+    }
+    char digits[12];
+    text.append(digits, std::to_chars(digits, digits + sizeof digits, _index).ptr);
 }
 
 JsonSchemaValidator::JsonSchemaValidator(MapElem* schema, bool additionalPropertiesDefault,
@@ -80,8 +82,8 @@ bool JsonSchemaValidator::validate(Element* instance, Path const& path, MapElem*
         return _fail(kInvalidInstance, path, schema, "invalid instance pointer");
     if (kindOf(untrusted(schema)) != Kind::Object)
         return _fail(kInvalidSchema, path, schema, "invalid schema instance");
-    unsigned const keywords = keywordsOf(schema);
     Step const step(*_run, instance, schema);
+    unsigned const keywords = _run->scan(schema);
     if (!_checkDepth(step, path))
         return false;
     bool const ok = _validateAny(instance, path, schema, keywords);
@@ -116,43 +118,49 @@ bool JsonSchemaValidator::_failDepth(char const* message, Path const& path, MapE
 
 bool JsonSchemaValidator::validateAny(Element* instance, Path const& path, MapElem* schema)
 {
-    return _validateAny(instance, path, schema, keywordsOf(schema));
+    Use const use(*_run);
+    return _validateAny(instance, path, schema, _run->scan(schema));
 }
 
 bool JsonSchemaValidator::_validateAny(Element* instance, Path const& path, MapElem* schema,
                                        unsigned keywords)
 {
     bool ok = true;
-    if (keywords & kType)
+    if (has(keywords, kType))
         ok &= validateSchemaType(instance, path, schema);
-    if (keywords & kEnum)
+    if (has(keywords, kEnum))
         ok &= validateEnum(instance, path, schema);
-    if (keywords & kAllOf)
+    if (has(keywords, kAllOf))
         ok &= validateAllOf(instance, path, schema);
-    if (keywords & kAnyOf)
+    if (has(keywords, kAnyOf))
         ok &= validateAnyOf(instance, path, schema);
-    if (keywords & kOneOf)
+    if (has(keywords, kOneOf))
         ok &= validateOneOf(instance, path, schema);
-    if (keywords & kNot)
+    if (has(keywords, kNot))
         ok &= validateNot(instance, path, schema);
-    if (keywords & kRef)
+    if (has(keywords, kRef))
         ok &= _follow(instance, path, schema);
     return ok;
 }
 
 std::string JsonSchemaValidator::getJsonSchemaType(Element* instance)
 {
-    return typeText(kindOf(instance));
+    return std::string(typeText(kindOf(instance)));
 }
 
 std::string JsonSchemaValidator::getJsonSchemaType(Element* instance, Path const& path, MapElem* schema)
 {
     Kind const kind = kindOf(instance);
+    _reportKind(kind, instance, path, schema);
+    return std::string(typeText(kind));
+}
+
+void JsonSchemaValidator::_reportKind(Kind kind, Element* instance, Path const& path, MapElem* schema)
+{
     if (kind == Kind::Unknown)
         _fail(kUnknownType, path, schema, instance->toString());
     else if (kind == Kind::NoPointer)
         _fail(kInvalidInstance, path, schema, "invalid instance pointer");
-    return typeText(kind);
 }
 
 namespace {
@@ -189,9 +197,9 @@ bool JsonSchemaValidator::_fail(char const* message, Path const& path, MapElem* 
     return false;
 }
 
-bool JsonSchemaValidator::_refuseKeyword(char const* keyword, Path const& path, MapElem* schema)
+bool JsonSchemaValidator::_refuse(Keyword keyword, Path const& path, MapElem* schema)
 {
-    return _fail(kInvalidSchema, path, schema, std::string("invalid ") + keyword);
+    return _fail(kInvalidSchema, path, schema, std::string("invalid ") + nameOf(keyword));
 }
 
 void JsonSchemaValidator::addError(std::string const& message, Path const& path, MapElem* schema)

@@ -15,6 +15,10 @@ namespace Tavix {
 class ListElem;
 class MapElem;
 class StringElem;
+namespace Schema {
+enum Keyword : unsigned;
+enum class Kind;
+} // namespace Schema
 
 // Checks a value tree against a schema that is a value tree itself, by the keywords of JSON Schema draft 4 and the
 // draft's predecessor's type name "any":
@@ -164,8 +168,8 @@ public:
 
     // Keywords for every kind of value.
     bool validateSchemaType(Element* instance, Path const& path, MapElem* schema);
-    bool validateType(Element* instance, std::string const& actual, Path const& path, MapElem* schema);
-    bool validateTypes(Element* instance, std::string const& actual, Path const& path, MapElem* schema);
+    bool validateType(Element* instance, std::string_view actual, Path const& path, MapElem* schema);
+    bool validateTypes(Element* instance, std::string_view actual, Path const& path, MapElem* schema);
     bool validateEnum(Element* instance, Path const& path, MapElem* schema);
     bool validateAllOf(Element* instance, Path const& path, MapElem* schema);
     bool validateAnyOf(Element* instance, Path const& path, MapElem* schema);
@@ -220,7 +224,7 @@ private:
     // Record an error and give false back, which the check ends with.
     bool _fail(char const* message, Path const& path, MapElem* schema, std::string_view first = {},
                std::string_view second = {});
-    bool _refuseKeyword(char const* keyword, Path const& path, MapElem* schema);
+    bool _refuse(Schema::Keyword keyword, Path const& path, MapElem* schema);
     bool _validateAny(Element* instance, Path const& path, MapElem* schema, unsigned keywords);
     bool _validateObject(MapElem* instance, Path const& path, MapElem* schema, unsigned keywords);
     bool _validateArray(ListElem* instance, Path const& path, MapElem* schema, unsigned keywords);
@@ -230,18 +234,17 @@ private:
     bool _follow(Element* instance, Path const& path, MapElem* schema);
     bool _checkDepth(Step const& step, Path const& path);
     bool _failDepth(char const* message, Path const& path, MapElem* schema, unsigned levels);
+    void _reportKind(Schema::Kind kind, Element* instance, Path const& path, MapElem* schema);
     bool _hasAll(MapElem* instance, ListElem const* names) const;
     bool _validateDependency(MapElem* instance, std::string const& name, Element* dependency,
                              Path const& path, MapElem* schema);
     bool _validateProperties(MapElem* instance, Path const& path, MapElem* schema, Names* covered);
     bool _validatePatternProperties(MapElem* instance, Path const& path, MapElem* schema, Names* covered);
-    bool _allowsAdditional(char const* keyword, bool byDefault, Path const& path, MapElem* schema);
-    bool _validateMinCount(Element* instance, char const* keyword, char const* message, Path const& path,
+    bool _allowsAdditional(Schema::Keyword keyword, bool byDefault, Path const& path, MapElem* schema);
+    bool _validateMinCount(Element* instance, Schema::Keyword keyword, char const* message, Path const& path,
                            MapElem* schema);
-    bool _validateMaxCount(Element* instance, char const* keyword, char const* message, Path const& path,
+    bool _validateMaxCount(Element* instance, Schema::Keyword keyword, char const* message, Path const& path,
                            MapElem* schema);
-    bool _validateTextLength(std::string_view value, char const* keyword, char const* message,
-                             Path const& path, MapElem* schema);
 
     // Constant after construction, borrowed.
     MapElem* _schema;

@@ -9,8 +9,8 @@ using namespace Schema;
 Kind JsonSchemaValidator::Comparison::_kindOf(Element* e, Path const& path)
 {
     Kind const kind = kindOf(e);
-    if (_reports && (kind == Kind::Unknown || kind == Kind::NoPointer))
-        _reports->getJsonSchemaType(e, path, _schema);
+    if (_reports)
+        _reports->_reportKind(kind, e, path, _schema);
     return kind;
 }
 
