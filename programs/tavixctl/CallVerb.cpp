@@ -2,9 +2,12 @@
 
 #include "tavixctl/BusClient.h"
 #include "tavixctl/DescriptorArgument.h"
+#include "tavixctl/SchemaCheck.h"
 #include "tavixctl/StandardOutput.h"
 #include "tavixctl/TreeArgument.h"
 #include "tavixctl/VerbSetup.h"
+
+#include <tavix/elements/NullElem.h>
 
 #include <optional>
 #include <vector>
@@ -18,6 +21,7 @@ struct CallOptions {
     std::optional<std::string> argument;
     std::vector<std::string> descriptors;
     std::string format = "json";
+    std::string schema;
 };
 
 char const kDescription[] = "Calls METHOD of OBJECT and prints the result, as JSON on one line or as XML.";
@@ -25,7 +29,8 @@ char const kDescription[] = "Calls METHOD of OBJECT and prints the result, as JS
 char const kFooter[] =
     R"(JSON has no form for some kinds of values. In a result, bytes are a text in base64, an
 exception inside the value is {"exceptionstring": ..., "exceptioninteger": ...}, and an open
-descriptor is null. XML keeps every kind; its doubles have six decimals. An OBJECT or METHOD that begins with "-" goes behind "--".
+descriptor is null. XML keeps every kind of value but open descriptors; its doubles have six
+decimals. An OBJECT or METHOD that begins with "-" goes behind "--".
 
 Examples:
   tavixctl call machine uptime
@@ -35,6 +40,19 @@ Examples:
   tavixctl call --format xml machine load
   tavixctl call --fd to=/tmp/report:w machine report
   tavixctl call --address 192.0.2.7:5010 machine load)";
+
+// An absent argument is a null for the service, and so for its schema.
+ExitCode checkArgument(std::string const& file, Tavix::Element* argument)
+{
+    SchemaCheck check;
+    Tavix::NullElem null;
+    std::string error;
+    if (!check.load(file, error) || !check.check(argument ? argument : &null, error))
+        return fail(kUsage, error);
+    for (auto const& found : check.errors())
+        fail(kUsage, "the argument does not fit its schema: " + found.path + ": " + found.message);
+    return check.errors().empty() ? kSuccess : kUsage;
+}
 
 ExitCode run(CallOptions const& options)
 {
@@ -50,8 +68,11 @@ ExitCode run(CallOptions const& options)
     DescriptorArguments descriptors;
     if (!descriptors.addTo(argument, options.descriptors, error))
         return fail(kUsage, error);
+    ExitCode code = options.schema.empty() ? kSuccess : checkArgument(options.schema, argument.get());
+    if (code != kSuccess)
+        return code;
     BusClient client(options.bus);
-    ExitCode code = client.connect();
+    code = client.connect();
     if (code == kSuccess)
         code = descriptors.open(client.deadline());
     std::unique_ptr<Tavix::Element> result;
@@ -96,6 +117,10 @@ void addCallVerb(CLI::App& program, VerbAction& action)
                      "default, or xml")
         ->check(CLI::IsMember({"json", "xml"}).description(""))
         ->type_name("FORM");
+    verb->add_option("--check", options->schema,
+                     "A file with the schema of ARGUMENT, as \"validate\" takes\n"
+                     "it; an ARGUMENT that does not fit is not sent")
+        ->type_name("SCHEMA");
     BusOptions::Texts texts;
     texts.json =
         "Changes nothing: the result is one line of JSON\nanyhow, unless --format asks for another form";

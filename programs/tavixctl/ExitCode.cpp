@@ -6,7 +6,8 @@
 
 char const kExitCodes[] = R"(Exit codes:
   0  success
-  1  a call ended in an exception; standard error has its text and code
+  1  a call ended in an exception; standard error has its text and code. Or what was to be
+     validated is not valid
   2  wrong usage, or a value that cannot be read, written or sent
   3  no bus answers, or it ended before the command did
   4  no such object on the bus

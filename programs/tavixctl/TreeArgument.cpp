@@ -6,27 +6,44 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 namespace {
 
-// Takes the words that name the input in a sentence.
-SharedPtr<Tavix::Element> read(TreeForm form, Ferrule::FileInputStream& input, std::string const& name,
-                               std::string& error)
+using FilePtr = std::unique_ptr<FILE, int (*)(FILE*)>;
+
+FilePtr openFile(std::string const& path, std::string& error)
 {
-    SharedPtr<Tavix::Element> value = readTree(form, input, error);
+    FilePtr file(path == "-" ? stdin : std::fopen(path.c_str(), "re"),
+                 path == "-" ? [](FILE*) { return 0; } : std::fclose);
+    if (!file)
+        error = "cannot read " + path + ": " + std::strerror(errno);
+    return file;
+}
+
+std::string nameOfFile(std::string const& path)
+{
+    return path == "-" ? "standard input" : path;
+}
+
+// Makes a sentence of the error of a read that failed.
+SharedPtr<Tavix::Element> checkRead(SharedPtr<Tavix::Element> const& value, TreeForm form,
+                                    Ferrule::FileInputStream const& input, std::string const& path,
+                                    std::string& error)
+{
     if (char const* const failure = input.getErrorString()) {
-        error = "cannot read " + name + ": " + failure;
+        error = "cannot read " + nameOfFile(path) + ": " + failure;
         return {};
     }
     if (!value.get())
-        error = name + " is not usable " + nameOf(form) + ": " + error;
+        error = nameOfFile(path) + " is not usable " + nameOf(form) + ": " + error;
     return value;
 }
 
-SharedPtr<Tavix::Element> readStandardInput(TreeForm form, std::string& error)
+SharedPtr<Tavix::Element> readText(TreeForm form, std::string const& text, std::string& error)
 {
-    Ferrule::FileInputStream input(stdin, false);
-    return read(form, input, "standard input", error);
+    Ferrule::ByteArrayInputStream input(text.data(), static_cast<int>(text.size()));
+    return readTree(form, input, error);
 }
 
 } // namespace
@@ -34,9 +51,8 @@ SharedPtr<Tavix::Element> readStandardInput(TreeForm form, std::string& error)
 SharedPtr<Tavix::Element> readArgument(TreeForm form, std::string const& text, std::string& error)
 {
     if (text == "-")
-        return readStandardInput(form, error);
-    Ferrule::ByteArrayInputStream input(text.data(), static_cast<int>(text.size()));
-    SharedPtr<Tavix::Element> value = readTree(form, input, error);
+        return readFile(form, text, error);
+    SharedPtr<Tavix::Element> value = readText(form, text, error);
     if (!value.get())
         error = std::string("the argument is not usable ") + nameOf(form) + ": " + error;
     return value;
@@ -44,13 +60,22 @@ SharedPtr<Tavix::Element> readArgument(TreeForm form, std::string const& text, s
 
 SharedPtr<Tavix::Element> readFile(TreeForm form, std::string const& path, std::string& error)
 {
-    if (path == "-")
-        return readStandardInput(form, error);
-    FILE* const file = std::fopen(path.c_str(), "re");
-    if (!file) {
-        error = "cannot read " + path + ": " + std::strerror(errno);
+    FilePtr const file = openFile(path, error);
+    if (!file)
         return {};
-    }
-    Ferrule::FileInputStream input(file);
-    return read(form, input, path, error);
+    Ferrule::FileInputStream input(file.get(), false);
+    SharedPtr<Tavix::Element> const value = readTree(form, input, error);
+    return checkRead(value, form, input, path, error);
+}
+
+SharedPtr<Tavix::Element> readTextFile(std::string const& path, std::string& error)
+{
+    FilePtr const file = openFile(path, error);
+    if (!file)
+        return {};
+    Ferrule::FileInputStream input(file.get(), false);
+    std::string const text = readAll(input);
+    std::size_t const first = text.find_first_not_of(" \t\r\n\xEF\xBB\xBF"); // also behind a byte order mark
+    TreeForm const form = first != std::string::npos && text[first] == '<' ? TreeForm::kXml : TreeForm::kJson;
+    return checkRead(readText(form, text, error), form, input, path, error);
 }

@@ -12,4 +12,7 @@ SharedPtr<Tavix::Element> readArgument(TreeForm form, std::string const& text, s
 // The value of a file; "-" is standard input. The sentence begins with the name of the file.
 SharedPtr<Tavix::Element> readFile(TreeForm form, std::string const& path, std::string& error);
 
+// The same for a file of JSON or XML, which its first character tells apart.
+SharedPtr<Tavix::Element> readTextFile(std::string const& path, std::string& error);
+
 #endif

@@ -23,18 +23,6 @@ std::map<std::string, TreeForm> const kTreeForms = {{"json", TreeForm::kJson},
 
 namespace {
 
-std::string readAll(Ferrule::InputStream& input)
-{
-    std::string all;
-    char block[4096];
-    int length;
-    do {
-        length = input.read(block, sizeof block);
-        all.append(block, static_cast<std::size_t>(length));
-    } while (length == static_cast<int>(sizeof block));
-    return all;
-}
-
 SharedPtr<Element> readXml(Ferrule::InputStream& input, std::string& error)
 {
     XMLParser parser;
@@ -107,6 +95,18 @@ char const* nameOf(TreeForm form)
     default:
         return "a message";
     }
+}
+
+std::string readAll(Ferrule::InputStream& input)
+{
+    std::string all;
+    char block[4096];
+    int length;
+    do {
+        length = input.read(block, sizeof block);
+        all.append(block, static_cast<std::size_t>(length));
+    } while (length == static_cast<int>(sizeof block));
+    return all;
 }
 
 SharedPtr<Element> readTree(TreeForm form, Ferrule::InputStream& input, std::string& error)

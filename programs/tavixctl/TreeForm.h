@@ -27,6 +27,9 @@ char const* nameOf(TreeForm form);
 // "line 3, column 14: reason".
 SharedPtr<Tavix::Element> readTree(TreeForm form, Ferrule::InputStream& input, std::string& error);
 
+// All that a stream still has.
+std::string readAll(Ferrule::InputStream& input);
+
 // Writes the value, with a line end behind every form but kEes. Lends value, null is null. False with a reason
 // when the form cannot hold the value.
 bool writeTree(TreeForm form, Tavix::Element* value, std::string& out, std::string& error);

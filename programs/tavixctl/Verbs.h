@@ -18,6 +18,7 @@ void addDescribeVerb(CLI::App& program, VerbAction& action);
 void addEmitVerb(CLI::App& program, VerbAction& action);
 void addListVerb(CLI::App& program, VerbAction& action);
 void addObserveVerb(CLI::App& program, VerbAction& action);
+void addValidateVerb(CLI::App& program, VerbAction& action);
 void addWaitVerb(CLI::App& program, VerbAction& action);
 void addWatchVerb(CLI::App& program, VerbAction& action);
 

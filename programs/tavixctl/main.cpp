@@ -18,7 +18,7 @@ int main(int argc, char** argv) // NOLINT(bugprone-exception-escape): without me
                    "  tavixctl observe machine load --count 3");
     VerbAction action;
     for (auto addVerb : {addCallVerb, addEmitVerb, addObserveVerb, addListVerb, addDescribeVerb, addWaitVerb,
-                         addWatchVerb, addDebugVerb, addConvertVerb})
+                         addWatchVerb, addDebugVerb, addConvertVerb, addValidateVerb})
         addVerb(program, action);
     try {
         program.parse(argc, argv);

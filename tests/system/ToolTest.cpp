@@ -80,7 +80,7 @@ TEST_F(Tool, CallTellsCausesApart)
     auto count = [&] { return std::distance(fs::directory_iterator(descriptors), {}); };
     call({"machine", "uptime"});
     const auto open = count();
-    const std::string tooDeep = std::string(16, '[') + std::string(16, ']');
+    const std::string tooDeep = std::string(129, '[') + std::string(129, ']');
     struct {
         Arguments arguments;
         std::string input;
@@ -206,6 +206,57 @@ TEST_F(Tool, ConvertGoesThroughEveryForm)
         EXPECT_THAT(result.errors, HasSubstr(c.error));
         EXPECT_EQ(result.output, "");
     }
+}
+
+TEST_F(Tool, ValidateListsWhatIsWrong)
+{
+    const std::string schema = dir.file("schema"), good = dir.file("good"), bad = dir.file("bad"),
+                      xml = dir.file("xml"), endless = dir.file("endless");
+    std::ofstream(schema) << R"({"required": ["name"], "properties": {"name": {"minLength": 2}, "deep": )"
+                          << std::string(20, '[') << std::string(20, ']') << "}}";
+    std::ofstream(good) << R"({"name": "ok", "more": 1})";
+    std::ofstream(bad) << R"({"name": "x"})";
+    std::ofstream(xml) << "\n<MapElem><child name='a'><NullElem/></child></MapElem>";
+    std::ofstream(endless) << R"({"pattern": "(a|b)*c"})";
+    const std::string shortName = "#/name: String must be at least 2 characters long.\n",
+                      noName = "#: Property 'name' is required.\n";
+    struct {
+        Arguments arguments;
+        std::string input;
+        int status;
+        std::string output, error;
+    } const cases[] = {
+        {{schema, good}, "", 0, "", ""},
+        {{schema}, R"({"name": "x"})", 1, shortName, ""},
+        {{"--closed", schema, good}, "", 1, "#: Unexpected property 'more'.\n", ""},
+        {{schema, good, bad, xml}, "", 1, bad + ": " + shortName + xml + ": " + noName, ""},
+        {{"--json", schema, "-"},
+         "{}",
+         1,
+         R"({"file":"-","path":"#","message":"Property 'name' is required."})"
+         "\n",
+         ""},
+        {{schema, dir.file("none"), bad}, "", 2, bad + ": " + shortName, "none: No such file or directory"},
+        {{schema}, "{", 2, "", "standard input is not usable JSON: line 1, column 2"},
+        {{"-", "-"}, "{}", 2, "", "can be read once only"},
+        {{"-", good}, "[]", 2, "", "the schema in - is not an object"},
+        {{endless}, '"' + std::string(300000, 'a') + '"', 2, "", "a pattern of the schema cannot be matched"},
+    };
+    for (auto const& c : cases) {
+        Arguments arguments = {"validate"};
+        arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
+        ProcessResult result = tool(arguments, c.input);
+        EXPECT_EQ(result.status, c.status) << result.errors;
+        EXPECT_EQ(result.output, c.output);
+        EXPECT_THAT(result.errors, HasSubstr(c.error));
+    }
+
+    // An argument that does not fit is not sent: there is no bus that could take it.
+    EXPECT_EQ(call({"--check", schema, "machine", "uptime", R"({"name": "ok"})"}).status, 3);
+    EXPECT_EQ(call({"--check", schema, "machine", "uptime"}).status, 3); // null is no object, and passes
+    ProcessResult refused = call({"--check", schema, "machine", "uptime", "{}"});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_EQ(refused.errors, "tavixctl: the argument does not fit its schema: " + noName);
 }
 
 TEST_F(Tool, CallTellsAnEndOfTheBusFromOneOfTheObject)
@@ -458,5 +509,5 @@ TEST_F(Tool, BashCompletesTheCommandLine)
             offered.insert(verb + word);
     }
     EXPECT_EQ(known, offered);
-    EXPECT_EQ(8 * 4 + 6 + 3, known.size()) << "a verb is missing";
+    EXPECT_EQ(8 * 4 + 7 + 2 * 3, known.size()) << "a verb is missing";
 }
