@@ -126,35 +126,50 @@ bool JsonSchemaValidator::_resolve(std::string_view ref, Path const& path, MapEl
     return target != nullptr;
 }
 
+// The schema that "$ref" of `schema` leads to; found once a run when it is a schema.
+bool JsonSchemaValidator::_targetOf(MapElem* schema, Path const& path, MapElem*& target)
+{
+    Run::Resolved& resolved = _run->resolvedFor(schema);
+    if (resolved.inRun == _run->number && resolved.schema == schema) {
+        target = resolved.target;
+        return true;
+    }
+    if (!_resolve(TextOf(_run->child(schema, kRef)), path, target))
+        return false;
+    if (kindOf(untrusted(target)) == Kind::Object)
+        resolved = {_run->number, schema, target};
+    return true;
+}
+
 bool JsonSchemaValidator::_follow(Element* instance, Path const& path, MapElem* schema)
 {
+    MapElem* target;
+    if (!_targetOf(schema, path, target))
+        return false;
     Run& run = *_run;
-    Element const* const ref = run.child(schema, kRef);
-    Run::Resolved& resolved = run.resolvedFor(schema);
-    MapElem* target = resolved.target;
-    if (resolved.inRun != run.number || resolved.schema != schema) {
-        if (!_resolve(TextOf(ref), path, target))
-            return false;
-        if (kindOf(untrusted(target)) == Kind::Object)
-            resolved = {run.number, schema, target};
-    }
-
-    Run::Check const check(instance, target);
     ++run.followed;
-    if (auto const known = run.outcomes.find(check); known != run.outcomes.end()) {
-        if (known->second.passed || known->second.errorAt != Run::kNoError)
-            return known->second.passed;
-    } else if (!run.isUnderWay(instance, target)) {
-        std::size_t const before = run.errorCount(*this);
-        bool const passed = validate(instance, path, target);
-        if (run.remembers(instance)) {
-            std::size_t const after = run.errorCount(*this);
-            run.remember(check, passed, !passed && after > before ? after - 1 : Run::kNoError);
-        }
-        return passed;
+    auto const known = run.outcomes.find(Run::Check(instance, target));
+    if (known != run.outcomes.end())
+        return known->second.passed ||
+               (known->second.errorAt == Run::kNoError && _refuseReference(instance, path, schema, target));
+    if (run.isUnderWay(instance, target))
+        return _refuseReference(instance, path, schema, target);
+    std::size_t const before = run.errorCount(*this);
+    bool const passed = validate(instance, path, target);
+    if (run.remembers(instance)) {
+        std::size_t const after = run.errorCount(*this);
+        bool const hasErrors = !passed && after > before;
+        run.remember(Run::Check(instance, target), passed, hasErrors ? after - 1 : Run::kNoError);
     }
-    _fail(kBadSchemaReference, path, schema, TextOf(ref));
-    run.remember(check, false, run.errorCount(*this) - 1);
+    return passed;
+}
+
+// The one error that stands for what is not worked out again.
+bool JsonSchemaValidator::_refuseReference(Element* instance, Path const& path, MapElem* schema,
+                                           MapElem* target)
+{
+    _fail(kBadSchemaReference, path, schema, TextOf(schema->find("$ref")));
+    _run->remember(Run::Check(instance, target), false, _run->errorCount(*this) - 1);
     return false;
 }
 

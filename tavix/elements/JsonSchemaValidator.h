@@ -231,7 +231,9 @@ private:
     bool _validateNumber(Element* instance, Path const& path, MapElem* schema, unsigned keywords);
     bool _validateString(StringElem* instance, Path const& path, MapElem* schema, unsigned keywords);
     bool _resolve(std::string_view ref, Path const& path, MapElem*& target);
+    bool _targetOf(MapElem* schema, Path const& path, MapElem*& target);
     bool _follow(Element* instance, Path const& path, MapElem* schema);
+    bool _refuseReference(Element* instance, Path const& path, MapElem* schema, MapElem* target);
     bool _checkDepth(Step const& step, Path const& path);
     bool _failDepth(char const* message, Path const& path, MapElem* schema, unsigned levels);
     void _reportKind(Schema::Kind kind, Element* instance, Path const& path, MapElem* schema);

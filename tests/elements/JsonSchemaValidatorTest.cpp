@@ -202,23 +202,32 @@ std::unique_ptr<Element> nest(unsigned levels, char const* key, json const& inne
 
 TEST(JsonSchemaValidator, DepthIsBoundedOnASmallStack)
 {
-    onSmallStack([] {
-        Checker lists(R"({"items": {"$ref": "#"}, "properties": {"a": {"$ref": "#"}}})"_json);
-        EXPECT_THAT(lists.errors(nest(64, "a", 1).get()), ElementsAre());
-        std::string place = "#";
-        for (int i = 0; i < 64; ++i)
-            place += "/a/0";
-        EXPECT_THAT(
-            lists.errors(nest(100, "a", 1).get()),
-            ElementsAre(
-                place +
-                "/a: Provided instance is invalid: 'nested deeper than 128 levels'. [#/properties/a]"));
+    onSmallStack(
+        [] {
+            Checker lists(R"({"items": {"$ref": "#"}, "properties": {"a": {"$ref": "#"}}})"_json);
+            EXPECT_THAT(lists.errors(nest(64, "a", 1).get()), ElementsAre());
+            std::string place = "#";
+            for (int i = 0; i < 64; ++i)
+                place += "/a/0";
+            EXPECT_THAT(
+                lists.errors(nest(100, "a", 1).get()),
+                ElementsAre(
+                    place +
+                    "/a: Provided instance is invalid: 'nested deeper than 128 levels'. [#/properties/a]"));
 
-        Checker deep(json::object());
-        TvxResult result;
-        deep.schema->addChild("allOf", nest(300, "allOf", {{"type", "null"}})->removeChild("allOf", result));
-        EXPECT_EQ(deep.errors(1).size(), 1U + 128);
-    });
+            Checker both(R"({"items": {"allOf": [{"allOf": [{"$ref": "#"}]}]},
+                         "properties": {"a": {"allOf": [{"allOf": [{"$ref": "#"}]}]}}})"_json);
+            EXPECT_THAT(both.errors(nest(60, "a", 1).get()), ElementsAre());
+            EXPECT_THAT(both.errors(nest(100, "a", 1).get())[0],
+                        testing::HasSubstr("nested deeper than 512 levels"));
+
+            Checker deep(json::object());
+            TvxResult result;
+            deep.schema->addChild("allOf",
+                                  nest(300, "allOf", {{"type", "null"}})->removeChild("allOf", result));
+            EXPECT_EQ(deep.errors(1).size(), 1U + 128);
+        },
+        kStackOfReleases);
 }
 
 // Each level doubles the ways; every one of them fails.

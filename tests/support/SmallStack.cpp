@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
-void onSmallStack(void (*work)())
+void onSmallStack(void (*work)(), std::size_t size)
 {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    pthread_attr_setstacksize(&attributes, 256 * 1024);
+    pthread_attr_setstacksize(&attributes, size);
     pthread_t thread;
     auto const run = [](void* argument) -> void* {
         reinterpret_cast<void (*)()>(argument)();
