@@ -198,12 +198,14 @@ void JsonSchemaValidator::Run::finish() noexcept
     outcomes.clear();
     failed.clear();
     followed = 0;
+    tentative.clear();
+    text.clear();
     scanned = nullptr;
     ++number;
 }
 
 JsonSchemaValidator::Tentatively::Tentatively(JsonSchemaValidator& validator)
-    : _validator(validator), _from(validator._run->tentative.size())
+    : _validator(validator), _use(*validator._run), _from(validator._run->tentative.size())
 {
     ++validator._run->combiners;
 }
@@ -215,8 +217,7 @@ JsonSchemaValidator::Tentatively::~Tentatively()
     try {
         end(false);
     } catch (std::bad_alloc const&) {
-        _validator._run->tentative.clear();
-        _validator._run->text.clear();
+        // The exception under way says enough.
     }
 }
 

@@ -202,6 +202,7 @@ private:
     void _enterInList();
 
     JsonSchemaValidator& _validator;
+    Use const _use;
     std::size_t const _from;
     bool _isUnderWay = true;
 };

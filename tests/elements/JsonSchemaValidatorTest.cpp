@@ -140,9 +140,12 @@ TEST(JsonSchemaValidator, ARunBeginsAnewAndADependencyStaysOpen)
     EXPECT_THAT(checker.errors(nothing),
                 ElementsAre("#: Provided instance is invalid: 'invalid instance pointer'."));
 
-    // A step alone adds to the list.
+    // A step alone adds to the list, as does a check.
     EXPECT_FALSE(checker.validator.validate(nothing, "#/x", static_cast<MapElem*>(opened)));
-    EXPECT_EQ(checker.validator.getErrors().size(), 2U);
+    opened->addChild("anyOf", JsonTrees::make(R"([{"type": "null"}, {"minimum": 2}])"_json));
+    IntegerElem one(1);
+    EXPECT_FALSE(checker.validator.validateAnyOf(&one, "#/y", static_cast<MapElem*>(opened)));
+    EXPECT_EQ(checker.validator.getErrors().size(), 2U + 3);
 }
 
 // The map that a dependency opens is the one whose properties are being walked.
