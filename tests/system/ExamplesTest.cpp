@@ -126,8 +126,8 @@ TEST_F(Examples, ProgramsInCDoTheSameAndLeaveNothingBehind)
 TEST_F(Examples, ReadmeShowsTheFirstProgramsAndTheyRun)
 {
     const std::string readme = contentOf(TAVIX_SOURCE_DIR "/README.md");
-    for (std::string name :
-         {"first_service.cpp", "first_client.cpp", "first_observer.cpp", "first_c_client.c"}) {
+    for (std::string name : {"first_service.cpp", "first_client.cpp", "first_observer.cpp",
+                             "check_settings.cpp", "first_c_client.c"}) {
         const std::string program = contentOf(TAVIX_SOURCE_DIR "/examples/" + name);
         EXPECT_THAT(readme, HasSubstr("```" + name.substr(name.rfind('.') + 1) + "\n" + program + "```\n"))
             << name;
@@ -137,4 +137,13 @@ TEST_F(Examples, ReadmeShowsTheFirstProgramsAndTheyRun)
     EXPECT_EQ(run(TAVIX_EXAMPLES_DIR "/first_client", {}).output, "Hello, world!\n");
     bus->signal(SIGTERM);
     EXPECT_EQ(service->waitForExit(), 0);
+
+    const std::string schema = dir.file("schema"), settings = dir.file("settings");
+    std::ofstream(schema) << R"({"properties": {"port": {"type": "integer"}}})";
+    std::ofstream(settings) << R"({"port": 80})";
+    EXPECT_THAT(run(TAVIX_EXAMPLES_DIR "/check_settings", {schema, settings}).output,
+                HasSubstr("<IntegerElem>80</IntegerElem>"));
+    std::ofstream(settings) << R"({"port": "80"})";
+    EXPECT_EQ(run(TAVIX_EXAMPLES_DIR "/check_settings", {schema, settings}).errors,
+              settings + ": #/port: Expected 'integer' but got 'string'.\n");
 }
