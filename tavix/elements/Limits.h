@@ -21,8 +21,8 @@ constexpr unsigned kMaxChildCount = 65535;
 // carries: each of its maps takes two, and kMaxNesting bounds the containers as well.
 constexpr unsigned kMaxOpenTags = 2 * kMaxNesting;
 
-// What the tree of one XML document may take up: the bytes of its texts and names, and kBytesPerTag for each
-// tag that the reader knows.
+// What one XML document may take up: the bytes of its texts and names, and kBytesPerTag for each tag and for
+// each attribute that the reader does not know. As many bytes may follow each other without a tag or a text.
 constexpr std::size_t kMaxDocumentBytes = std::size_t(64) << 20;
 constexpr std::size_t kBytesPerTag = 32;
 

@@ -95,10 +95,14 @@ struct ElementData {
 Element* newBinary(std::string_view text)
 {
     std::size_t const room = text.size() / 4 * 3;
-    auto* const bytes = static_cast<unsigned char*>(std::malloc(room + 1));
+    std::unique_ptr<unsigned char, decltype(&std::free)> bytes(
+        static_cast<unsigned char*>(std::malloc(room + 1)), std::free);
     if (!bytes)
         throw std::bad_alloc();
-    return new BinaryElem(bytes, static_cast<unsigned>(decodeBase64(text, bytes)));
+    unsigned const length = static_cast<unsigned>(decodeBase64(text, bytes.get()));
+    auto* const element = new BinaryElem(bytes.get(), length);
+    bytes.release();
+    return element;
 }
 
 // The value that a closed tag stands for, null for none.
@@ -128,11 +132,16 @@ std::unique_ptr<Element> finish(ElementData& tag)
 
 // The parse that is under way, and how the last one ended.
 struct XMLParser::Document {
-    XML_Parser parser = nullptr;
+    struct Free {
+        void operator()(XML_Parser expat) const { XML_ParserFree(expat); }
+    };
+
+    std::unique_ptr<XML_ParserStruct, Free> parser;
     std::vector<ElementData> stack; // the innermost tag at the back
     std::unique_ptr<Element> root;
     unsigned containers = 0; // on the stack
     std::size_t size = 0;    // by the measure of kMaxDocumentBytes
+    std::size_t silent = 0;  // bytes read since Expat last reported something
     bool stopped = false;    // Expat may report a little more behind that
     FILE* errorOutput = stderr;
     char const* error = nullptr;
@@ -145,8 +154,9 @@ struct XMLParser::Document {
     void attach(ElementData& tag, std::unique_ptr<Element> value);
     void grow(std::size_t bytes);
     void stop(char const* why);
-    void reset();
+    bool begin(XMLParser* owner);
     bool parseBlock(Ferrule::InputStream& stream);
+    Element* end();
     void fail(char const* why);
     void report(char const* why);
 
@@ -160,15 +170,20 @@ struct XMLParser::Document {
 void XMLParser::Document::open(char const* name, char const** attributes)
 {
     ElementData tag{kindOf(name), {}, nullptr, {}};
-    if (tag.type == kUnknown)
+    grow(kBytesPerTag);
+    if (tag.type == kUnknown) {
         std::puts("UNKNOWN TYPE\r");
-    else
-        grow(kBytesPerTag);
-    if (char const* const wanted = attributeOf(tag.type))
-        for (; *attributes; attributes += 2)
-            if (std::strcmp(*attributes, wanted) == 0)
-                tag.attribute = attributes[1];
-    grow(tag.attribute.size());
+        grow(std::strlen(name));
+    }
+    char const* const wanted = attributeOf(tag.type);
+    for (; *attributes; attributes += 2) {
+        if (wanted && std::strcmp(*attributes, wanted) == 0) {
+            tag.attribute = attributes[1];
+            grow(tag.attribute.size());
+        } else {
+            grow(kBytesPerTag + std::strlen(*attributes));
+        }
+    }
     if (tag.type == kList)
         tag.element = std::make_unique<ListElem>();
     else if (tag.type == kMap)
@@ -231,30 +246,56 @@ void XMLParser::Document::stop(char const* why)
     stopped = true;
     error = why;
     if (parser)
-        XML_StopParser(parser, XML_FALSE);
+        XML_StopParser(parser.get(), XML_FALSE);
 }
 
-void XMLParser::Document::reset()
+// Whatever the last parse has left is dropped.
+bool XMLParser::Document::begin(XMLParser* owner)
 {
     stack.clear();
+    root.reset();
     containers = 0;
-    size = 0;
+    size = silent = 0;
     stopped = false;
     error = nullptr;
     errorLine = errorColumn = 0;
+    parser.reset(XML_ParserCreate(nullptr));
+    if (!parser) {
+        report("out of memory");
+        return false;
+    }
+    XML_SetUserData(parser.get(), owner);
+    XML_SetElementHandler(parser.get(), startElement, endElement);
+    XML_SetCharacterDataHandler(parser.get(), charData);
+    XML_SetEntityDeclHandler(parser.get(), entityDeclared);
+    XML_SetSkippedEntityHandler(parser.get(), entitySkipped);
+    return true;
 }
 
-// False behind the last block and behind an error.
+Element* XMLParser::Document::end()
+{
+    stack.clear();
+    parser.reset();
+    return root.release();
+}
+
+// False behind the last block and behind an error. Expat keeps what it cannot report yet, such as a tag without
+// an end, so that is bounded too.
 bool XMLParser::Document::parseBlock(Ferrule::InputStream& stream)
 {
-    void* const block = XML_GetBuffer(parser, kBlockSize);
+    void* const block = XML_GetBuffer(parser.get(), kBlockSize);
     int const length = block ? stream.read(static_cast<char*>(block), kBlockSize) : 0;
     if (length < 0) {
         fail("read error");
         return false;
     }
-    if (!block || XML_ParseBuffer(parser, length, length < kBlockSize) != XML_STATUS_OK) {
-        fail(error ? error : XML_ErrorString(XML_GetErrorCode(parser)));
+    silent += static_cast<std::size_t>(length);
+    if (!block || XML_ParseBuffer(parser.get(), length, length < kBlockSize) != XML_STATUS_OK) {
+        fail(error ? error : XML_ErrorString(XML_GetErrorCode(parser.get())));
+        return false;
+    }
+    if (silent > kMaxDocumentBytes) {
+        fail("document too large");
         return false;
     }
     return length == kBlockSize;
@@ -262,8 +303,8 @@ bool XMLParser::Document::parseBlock(Ferrule::InputStream& stream)
 
 void XMLParser::Document::fail(char const* why)
 {
-    errorLine = static_cast<long>(XML_GetCurrentLineNumber(parser));
-    errorColumn = static_cast<long>(XML_GetCurrentColumnNumber(parser)) + 1;
+    errorLine = static_cast<long>(XML_GetCurrentLineNumber(parser.get()));
+    errorColumn = static_cast<long>(XML_GetCurrentColumnNumber(parser.get())) + 1;
     report(why);
 }
 
@@ -279,6 +320,7 @@ template <class Step>
 void XMLParser::Document::guarded(void* userData, Step step)
 {
     Document& document = *static_cast<XMLParser*>(userData)->_document;
+    document.silent = 0;
     if (document.stopped)
         return;
     try {
@@ -325,24 +367,11 @@ XMLParser::~XMLParser() = default;
 
 Element* XMLParser::parse_raw(Ferrule::InputStream* stream)
 {
-    _document->reset();
-    XML_Parser const parser = XML_ParserCreate(nullptr);
-    _document->parser = parser;
-    if (!parser) {
-        _document->report("out of memory");
+    if (!_document->begin(this))
         return nullptr;
-    }
-    XML_SetUserData(parser, this);
-    XML_SetElementHandler(parser, startElement, endElement);
-    XML_SetCharacterDataHandler(parser, charData);
-    XML_SetEntityDeclHandler(parser, Document::entityDeclared);
-    XML_SetSkippedEntityHandler(parser, Document::entitySkipped);
     while (_document->parseBlock(*stream)) {
     }
-    _document->stack.clear();
-    _document->parser = nullptr;
-    XML_ParserFree(parser);
-    return _document->root.release();
+    return _document->end();
 }
 
 Element* XMLParser::parse_raw(char const* data, int length)

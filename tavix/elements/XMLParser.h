@@ -41,7 +41,7 @@ public:
     // Reads the document and gives back its tree; null when no root was finished. The tree of a root that was
     // finished before an error is given back too. After an error one line tells the cause and the line number
     // on standard error. Lends the stream, which is read to its end in blocks of 4096 bytes; a shorter block
-    // is the last one.
+    // is the last one. An exception of the stream passes through.
     Element* parse_raw(Ferrule::InputStream* stream);
     // The same for a document in memory, lent for the call.
     Element* parse_raw(char const* data, int length);
@@ -51,7 +51,7 @@ public:
     void setErrorOutput(FILE* stream);
 
     // The cause that ended the last parse, null when none did, and where: line and column begin at 1, the
-    // column counts bytes.
+    // column counts characters.
     char const* getErrorString() const;
     long getErrorLine() const;
     long getErrorColumn() const;

@@ -2,6 +2,7 @@
 #include "support/SilentOutput.h"
 #include "tavix/elements/XMLParser.h"
 #include "tavix/elements/XMLVisitor.h"
+#include "tavix/foundation/ByteArrayInputStream.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
@@ -179,33 +180,45 @@ TEST(XMLParser, ErrorsAreOneLineAndTheParserGoesOn)
 }
 
 // A document as long as it is asked for, and in the end a failure.
-class EndlessList : public Ferrule::InputStream {
+class EndlessDocument : public Ferrule::InputStream {
 public:
-    explicit EndlessList(long blocks) : _left(blocks) {}
+    EndlessDocument(std::string begin, std::string const& again, long blocks = -1)
+        : _text(std::move(begin)), _again(again), _left(blocks)
+    {
+    }
     int read(char* buffer, int size) override
     {
         if (_left-- == 0)
             return -1;
-        memset(buffer, ' ', static_cast<std::size_t>(size));
-        memcpy(buffer, _first ? "<StringElem>" : "", _first ? 12 : 0);
-        _first = false;
+        while (_text.size() < static_cast<std::size_t>(size))
+            _text += _again;
+        memcpy(buffer, _text.data(), static_cast<std::size_t>(size));
+        _text.erase(0, static_cast<std::size_t>(size));
         return size;
     }
 
 private:
+    std::string _text;
+    std::string _again;
     long _left;
-    bool _first = true;
 };
 
 TEST(XMLParser, EndsAtItsLimitAndAtAReadError)
 {
     XMLParser reader;
-    EndlessList broken(3);
     testing::internal::CaptureStderr();
+    EndlessDocument broken("<StringElem>", " ", 3);
     EXPECT_EQ(reader.parse_raw(&broken), nullptr);
-    EndlessList endless(-1);
-    EXPECT_EQ(reader.parse_raw(&endless), nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "read error at line 1\ndocument too large at line 1\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "read error at line 1\n");
+    for (auto const& [begin, again] : {std::pair<char const*, char const*>{"<StringElem>", "  text  "},
+                                       {"<StringElem a='", "        "},
+                                       {"<!--", " comment"},
+                                       {"<ListElem>", "<NullElem b='' cdefgh=''/>"}}) {
+        EndlessDocument endless(begin, again);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(reader.parse_raw(&endless), nullptr);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "document too large at line 1\n") << begin;
+    }
 }
 
 std::string sampleDocument()
@@ -247,9 +260,10 @@ TEST(XMLParser, ReadsInBlocks)
     for (int length = 4094; length <= 4098; ++length) {
         std::string document = "<StringElem></StringElem>";
         std::string const text(static_cast<std::size_t>(length) - document.size(), 'x');
-        XMLParser reader;
-        EXPECT_EQ(readDocument(document.insert(12, text), reader).tree,
-                  describe(Tree(new StringElem(text)).get()));
+        document.insert(12, text);
+        Ferrule::ByteArrayInputStream stream(document.data(), length);
+        Tree const tree(XMLParser().parse_raw(&stream));
+        EXPECT_EQ(describe(tree.get()), describe(Tree(new StringElem(text)).get()));
     }
 }
 
