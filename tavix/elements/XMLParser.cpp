@@ -13,14 +13,15 @@
 #include "tavix/elements/MapElem.h"
 #include "tavix/elements/NullElem.h"
 #include "tavix/elements/StringElem.h"
-#include "tavix/foundation/ByteArrayInputStream.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <expat.h>
 #include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -44,10 +45,10 @@ enum Kind {
     kException,
 };
 
-Kind kindOf(char const* tag)
+Kind kindOf(std::string_view tag)
 {
     static constexpr struct {
-        char const* tag;
+        std::string_view tag;
         Kind kind;
     } kKinds[] = {
         {"child", kChild},
@@ -62,7 +63,7 @@ Kind kindOf(char const* tag)
         {ExceptionElem::_type, kException},
     };
     for (auto const& known : kKinds)
-        if (std::strcmp(tag, known.tag) == 0)
+        if (tag == known.tag)
             return known.kind;
     return kUnknown;
 }
@@ -156,6 +157,7 @@ struct XMLParser::Document {
     void stop(char const* why);
     bool begin(XMLParser* owner);
     bool parseBlock(Ferrule::InputStream& stream);
+    void parseAll(char const* data, int length);
     Element* end();
     void fail(char const* why);
     void report(char const* why);
@@ -301,6 +303,13 @@ bool XMLParser::Document::parseBlock(Ferrule::InputStream& stream)
     return length == kBlockSize;
 }
 
+// At once: between two blocks Expat would count lines.
+void XMLParser::Document::parseAll(char const* data, int length)
+{
+    if (XML_Parse(parser.get(), data, data ? std::max(length, 0) : 0, XML_TRUE) != XML_STATUS_OK)
+        fail(error ? error : XML_ErrorString(XML_GetErrorCode(parser.get())));
+}
+
 void XMLParser::Document::fail(char const* why)
 {
     errorLine = static_cast<long>(XML_GetCurrentLineNumber(parser.get()));
@@ -376,8 +385,10 @@ Element* XMLParser::parse_raw(Ferrule::InputStream* stream)
 
 Element* XMLParser::parse_raw(char const* data, int length)
 {
-    Ferrule::ByteArrayInputStream stream(data, length);
-    return parse_raw(&stream);
+    if (!_document->begin(this))
+        return nullptr;
+    _document->parseAll(data, length);
+    return _document->end();
 }
 
 void XMLParser::setErrorOutput(FILE* stream)
