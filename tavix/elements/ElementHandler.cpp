@@ -18,6 +18,7 @@ namespace {
 
 constexpr char kTooDeep[] = "nested deeper than 15 levels";
 constexpr char kOutOfMemory[] = "out of memory";
+constexpr char kBehindScalar[] = "a value behind a root that is no container";
 
 } // namespace
 
@@ -38,7 +39,8 @@ void ElementHandler::reset()
 
 SharedPtr<Element> ElementHandler::getElement() const
 {
-    return _error ? SharedPtr<Element>() : m_element;
+    bool const isWhole = !_error || _error == kBehindScalar;
+    return isWhole ? m_element : SharedPtr<Element>();
 }
 
 void ElementHandler::onInteger(Source, char const* name, int value)
@@ -115,6 +117,7 @@ bool ElementHandler::handleElement(Element* element, char const* name)
         break;
     case kElementTerminal:
         delete element;
+        _error = kBehindScalar;
         return false;
     }
     if (!added) // the container has deleted it
@@ -122,14 +125,9 @@ bool ElementHandler::handleElement(Element* element, char const* name)
     return added;
 }
 
-// A collection that was dropped still stands on the stack, as one that takes no children, so that its end
-// finds it.
 void ElementHandler::pushCollection(Element* element, char const* name, ElementHandlerType type)
 {
-    if (handleElement(element, name))
-        push(element, type);
-    else
-        push(nullptr, kElementTerminal);
+    push(handleElement(element, name) ? element : nullptr, type);
 }
 
 void ElementHandler::pushRoot()

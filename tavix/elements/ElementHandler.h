@@ -22,13 +22,13 @@ namespace Tavix {
 // wins. Integers beyond 32 bits keep their low 32 bits.
 //
 // Serves one parse at a time on one thread. The next document needs reset() first: otherwise its values are
-// added into the old root, or dropped when that is no container.
+// added into the old root; when that is no container they are dropped and the parse ends in an error.
 class TAVIX_API ElementHandler : public Ferrule::Deserializer::Handler {
 public:
     enum ElementHandlerType { kElementTerminal = 0, kElementList = 1, kElementMap = 2 };
 
     struct ElementHandlerInfo {
-        Element* element; // owned by the tree; null when it has no place there
+        Element* element; // owned by the tree
         ElementHandlerType type;
     };
 
@@ -49,7 +49,7 @@ public:
     char const* getErrorString() const override { return _error; }
 
     // Shares the root, which is whole when the parse has succeeded. Empty when there was no value, and after
-    // an error of this handler.
+    // an error of this handler that has left the tree without a part.
     SharedPtr<Element> getElement() const;
 
 private:

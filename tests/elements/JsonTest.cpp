@@ -132,7 +132,10 @@ TEST(ElementHandler, PutsWhatFollowsIntoTheRootOrDropsIt)
     ElementHandler handler;
     json::JsonDeserializer deserializer;
     EXPECT_EQ(parse(deserializer, "1", handler), 0);
-    EXPECT_EQ(parse(deserializer, "[2,{\"a\":[3]}]", handler), 0);
+    EXPECT_NE(parse(deserializer, "[2,{\"a\":[3]}]", handler), 0);
+    EXPECT_STREQ(deserializer.getErrorString(),
+                 "line 1, column 1: a value behind a root that is no container");
+    handler.arrayEnd(nullptr); // from a source that does not stop there
     EXPECT_EQ(JsonVisitor::toJsonString(handler.getElement().get()), "1");
     handler.reset();
     EXPECT_EQ(parse(deserializer, "{\"a\":1}", handler), 0);
