@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 using namespace Tavix;
 
@@ -76,9 +77,14 @@ std::string readableTree(Element* value)
     std::fclose(stream);
     std::string lines(text, length);
     std::free(text);
-    for (std::size_t at = 0; (at = lines.find(" \r\n", at)) != std::string::npos;)
-        lines.erase(at, 2);
-    return readableText(lines, true);
+    static constexpr std::string_view kLineEnd = " \r\n";
+    std::string plain;
+    std::size_t begin = 0;
+    for (std::size_t end; (end = lines.find(kLineEnd, begin)) != std::string::npos;
+         begin = end + kLineEnd.size())
+        plain.append(lines, begin, end - begin) += '\n';
+    plain.append(lines, begin);
+    return readableText(plain, true);
 }
 
 } // namespace
