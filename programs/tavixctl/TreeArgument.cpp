@@ -74,7 +74,11 @@ SharedPtr<Tavix::Element> readTextFile(std::string const& path, std::string& err
     if (!file)
         return {};
     Ferrule::FileInputStream input(file.get(), false);
-    std::string const text = readAll(input);
+    std::string text;
+    if (!readAll(input, text, error)) {
+        error = "cannot read " + nameOfFile(path) + ": " + error;
+        return {};
+    }
     std::size_t const first = text.find_first_not_of(" \t\r\n\xEF\xBB\xBF"); // also behind a byte order mark
     TreeForm const form = first != std::string::npos && text[first] == '<' ? TreeForm::kXml : TreeForm::kJson;
     return checkRead(readText(form, text, error), form, input, path, error);

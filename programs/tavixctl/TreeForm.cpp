@@ -103,16 +103,18 @@ char const* nameOf(TreeForm form)
     }
 }
 
-std::string readAll(Ferrule::InputStream& input)
+bool readAll(Ferrule::InputStream& input, std::string& all, std::string& error)
 {
-    std::string all;
     char block[4096];
     int length;
     do {
         length = input.read(block, sizeof block);
         all.append(block, static_cast<std::size_t>(length));
-    } while (length == static_cast<int>(sizeof block));
-    return all;
+    } while (length == static_cast<int>(sizeof block) && all.size() <= kMaxFileBytes);
+    if (all.size() <= kMaxFileBytes)
+        return true;
+    error = "larger than " + std::to_string(kMaxFileBytes >> 20) + " MiB";
+    return false;
 }
 
 SharedPtr<Element> readTree(TreeForm form, Ferrule::InputStream& input, std::string& error)
@@ -122,12 +124,15 @@ SharedPtr<Element> readTree(TreeForm form, Ferrule::InputStream& input, std::str
         return readJson(input, error);
     case TreeForm::kXml:
         return readXml(input, error);
-    case TreeForm::kHex: {
+    default: {
+        std::string all;
+        if (!readAll(input, all, error))
+            return {};
         std::string bytes;
-        return bytesOfHex(readAll(input), bytes, error) ? valueOfMessage(bytes, error) : SharedPtr<Element>();
+        if (form == TreeForm::kHex && !bytesOfHex(all, bytes, error))
+            return {};
+        return valueOfMessage(form == TreeForm::kHex ? bytes : all, error);
     }
-    default:
-        return valueOfMessage(readAll(input), error);
     }
 }
 

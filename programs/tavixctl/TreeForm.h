@@ -27,8 +27,9 @@ char const* nameOf(TreeForm form);
 // "line 3, column 14: reason".
 SharedPtr<Tavix::Element> readTree(TreeForm form, Ferrule::InputStream& input, std::string& error);
 
-// All that a stream still has.
-std::string readAll(Ferrule::InputStream& input);
+// Reads all that a stream still has. False with a reason when that is more than kMaxFileBytes.
+bool readAll(Ferrule::InputStream& input, std::string& all, std::string& error);
+constexpr std::size_t kMaxFileBytes = std::size_t(256) << 20;
 
 // Writes the value, with a line end behind every form but kEes. Lends value, null is null. False with a reason
 // when the form cannot hold the value.
