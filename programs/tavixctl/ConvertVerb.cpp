@@ -16,15 +16,18 @@ char const kDescription[] = "Turns the value in FILE from one form into another 
 
 char const kFooter[] =
     R"(The forms:
-  json  JSON text; bytes, exceptions and open descriptors become what "call" says of them
-  xml   XML with a tag for each kind of value, which keeps every kind but open descriptors;
-        doubles have six decimals
+  json  JSON text. Written, bytes, exceptions and open descriptors become what "call" says of
+        them, a double that is no number null, and a byte that is no UTF-8 U+FFFD. Read, an
+        integer beyond 32 bits is refused, one beyond 64 bits is a double, and of two equal
+        keys the last one counts
+  xml   XML with a tag for each kind of value, which keeps every kind but open descriptors
   ees   the bytes of one message on the wire, for instance as a debugger has caught it: the
         value that it carries. Written is the response with the message id 0
   hex   the same in hexadecimal digits, with white space between the bytes or without
   text  one line per node, for people; it can be written only
 
-An error in a text is told with its line and column.
+Doubles have six decimals in xml, ees and hex. What else a form cannot hold is refused and not
+written. An error in a text is told with its line and column.
 
 Examples:
   tavixctl convert --from xml --to json value.xml

@@ -3,6 +3,7 @@
 #include "tavixctl/EESFile.h"
 #include "tavixctl/Json.h"
 #include "tavixctl/ReadableText.h"
+#include "tavixctl/TreeDifference.h"
 
 #include <tavix/elements/FileDescriptorVisitor.h>
 #include <tavix/elements/NullElem.h>
@@ -49,21 +50,56 @@ bool holdsDescriptor(Element* value)
     return found;
 }
 
-// XML has no form for most control characters, and the writer leaves it to us to care.
+// A reader of XML makes a line end of each carriage return, and in an attribute a blank of each white space,
+// unless they are written as numbers. Quotation marks stand around attributes only; in a text they are
+// replaced.
+std::string keepWhiteSpace(std::string const& document)
+{
+    std::string kept;
+    kept.reserve(document.size());
+    bool inAttribute = false;
+    for (char const c : document) {
+        inAttribute = inAttribute != (c == '"');
+        if (c == '\r' || (inAttribute && (c == '\n' || c == '\t')))
+            kept += "&#" + std::to_string(c) + ";";
+        else
+            kept += c;
+    }
+    return kept;
+}
+
+// The writers leave it to us to care for what a form cannot hold: it would be cut off, or the document would be
+// none. `read` is what a reader makes of what has been written.
+bool holdsWhole(Element* value, SharedPtr<Element> const& read, std::string& error)
+{
+    if (!read.get()) {
+        error = "a reader would stop at " + error;
+        return false;
+    }
+    error = differenceOf(value, read.get());
+    return error.empty();
+}
+
 bool writeXml(Element* value, std::string& out, std::string& error)
 {
     if (holdsDescriptor(value)) {
         error = "XML has no form for an open descriptor";
         return false;
     }
-    XMLVisitor writer(out);
+    XMLVisitor writer;
     value->accept(&writer);
-    out += '\n';
+    out = keepWhiteSpace(writer.getResult()) + "\n";
     Ferrule::ByteArrayInputStream written(out.data(), static_cast<int>(out.size()));
-    std::string fault;
-    if (!readXml(written, fault).get())
-        error = "a text in it has a character that XML cannot hold (" + fault + " of the output)";
-    return error.empty();
+    return holdsWhole(value, readXml(written, error), error);
+}
+
+bool writeMessage(TreeForm form, Element* value, std::string& out, std::string& error)
+{
+    if (!messageOfValue(value, out, error) || !holdsWhole(value, valueOfMessage(out, error), error))
+        return false;
+    if (form == TreeForm::kHex)
+        out = hexOfBytes(out);
+    return true;
 }
 
 std::string readableTree(Element* value)
@@ -151,10 +187,6 @@ bool writeTree(TreeForm form, Element* value, std::string& out, std::string& err
         out = readableTree(value);
         return true;
     default:
-        if (!messageOfValue(value, out, error))
-            return false;
-        if (form == TreeForm::kHex)
-            out = hexOfBytes(out);
-        return true;
+        return writeMessage(form, value, out, error);
     }
 }

@@ -32,7 +32,7 @@ bool readAll(Ferrule::InputStream& input, std::string& all, std::string& error);
 constexpr std::size_t kMaxFileBytes = std::size_t(256) << 20;
 
 // Writes the value, with a line end behind every form but kEes. Lends value, null is null. False with a reason
-// when the form cannot hold the value.
+// when the form cannot hold the value: nothing is lost but what "convert --help" tells.
 bool writeTree(TreeForm form, Tavix::Element* value, std::string& out, std::string& error);
 
 #endif

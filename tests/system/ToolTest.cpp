@@ -161,7 +161,7 @@ TEST_F(Tool, CallTellsCausesApart)
 
 TEST_F(Tool, ConvertGoesThroughEveryForm)
 {
-    const std::string json = R"({"a":[1,2.5,"x<\u00e9",true,null,{}],"b":"\t"})";
+    const std::string json = R"({"a":[1,2.5,"x<\u00e9\r\n",true,null,{}],"b\t\r\n\"":"\t"})";
     const std::string first = dir.file("value.json");
     std::ofstream(first) << json;
     std::string file = first;
@@ -192,7 +192,13 @@ TEST_F(Tool, ConvertGoesThroughEveryForm)
         {{"--from", "hex", "--to", "xml"},
          "0000002E 23240102 00000000 01 00000000 0100000200000019 0D0100000006 726573756C74 0D0100000007 "
          "61620163646566",
-         "a character that XML cannot hold"},
+         "a reader would stop at line 3, column 15: not well-formed"},
+        {{"--from", "hex", "--to", "xml"},
+         "0000002E 23240102 00000000 01 00000000 0100000200000019 0D0100000006 726573756C74 0D0100000007 "
+         "61620063646566",
+         "the text at # cannot be kept whole"},
+        {{"--from", "json", "--to", "xml"}, R"([{"a": [1.5, 1e300]}])", "the double at #/0/a/1 cannot be"},
+        {{"--from", "json", "--to", "ees"}, "-1e22", "the double at # cannot be kept whole"},
         {{"--from", "json", "--to", "ees"}, R"({"":1})", "a key of the map is empty"},
         {{}, "1", "add --from"},
         {{dir.file("none.json")}, "", "cannot read " + dir.file("none.json") + ": No such file or directory"},
