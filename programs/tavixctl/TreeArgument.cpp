@@ -1,5 +1,8 @@
 #include "tavixctl/TreeArgument.h"
 
+#include "tavixctl/EESFile.h"
+#include "tavixctl/TreeDifference.h"
+
 #include <tavix/foundation/ByteArrayInputStream.h>
 #include <tavix/foundation/FileInputStream.h>
 
@@ -50,12 +53,22 @@ SharedPtr<Tavix::Element> readText(TreeForm form, std::string const& text, std::
 
 SharedPtr<Tavix::Element> readArgument(TreeForm form, std::string const& text, std::string& error)
 {
-    if (text == "-")
-        return readFile(form, text, error);
-    SharedPtr<Tavix::Element> value = readText(form, text, error);
-    if (!value.get())
-        error = std::string("the argument is not usable ") + nameOf(form) + ": " + error;
-    return value;
+    SharedPtr<Tavix::Element> const value =
+        text == "-" ? readFile(form, text, error) : readText(form, text, error);
+    if (!value.get()) {
+        if (text != "-")
+            error = std::string("the argument is not usable ") + nameOf(form) + ": " + error;
+        return {};
+    }
+    // Why a value cannot be sent at all is told when that is tried.
+    std::string message;
+    std::string const loss = messageOfValue(value.get(), message, error)
+                                 ? differenceOf(value.get(), valueOfMessage(message, error).get())
+                                 : "";
+    if (loss.empty())
+        return value;
+    error = "the argument cannot be sent: " + loss;
+    return {};
 }
 
 SharedPtr<Tavix::Element> readFile(TreeForm form, std::string const& path, std::string& error)

@@ -6,7 +6,7 @@
 #include <string>
 
 // The value that stands on the command line as `text`; "-" is standard input. Empty with a whole sentence in
-// `error` when there is none.
+// `error` when there is none, or when a message would cut it.
 SharedPtr<Tavix::Element> readArgument(TreeForm form, std::string const& text, std::string& error);
 
 // The value of a file; "-" is standard input. The sentence begins with the name of the file.

@@ -116,6 +116,7 @@ TEST_F(Tool, CallTellsCausesApart)
         {{"machine", "list", ""}, "", 2, "", "no value"},
         {{"machine", "processes", "3000000000"}, "", 2, "", "3000000000 does not fit in 32 bits"},
         {{"machine", "list", tooDeep}, "", 2, "", "nested deeper"},
+        {{"machine", "list", "[1e300]"}, "", 2, "", "the double at #/0 cannot be kept whole"},
         {{"machine", "list", "{\"\":1}"}, "", 2, "", "cannot be sent"},
         {{"machine", "list", "-"}, '"' + std::string(200000, 'x') + '"', 2, "", "196608"},
         {{"machine"}, "", 2, "", "METHOD is required"},
