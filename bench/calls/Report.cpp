@@ -1,5 +1,5 @@
-#include "Frames.h"
 #include "Measure.h"
+#include "common/CallFrames.h"
 #include "common/Table.h"
 
 #include <cstdio>
@@ -13,7 +13,7 @@ void printTimes(Options const& options, std::vector<Row> const& rows)
     Table table("Time per call in microseconds (in flight 1: median round trip); aim: ratio at most 1.15",
                 {"in flight", "argument", "request", "reply", "calls", "tavix", "floor", "ratio"});
     for (Row const& row : rows) {
-        const FramePair frames = captureFrames(options, row.payload);
+        const FramePair frames = captureFrames(options.style, row.payload);
         table.add({format("%u", row.outstanding), payloadName(row.payload),
                    format("%zu", frames.request.size()), format("%zu", frames.reply.size()),
                    format("%ux%u", options.blocks, row.calls), format("%.2f", row.time[kTavix]),

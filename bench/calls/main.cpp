@@ -1,8 +1,8 @@
 // The parent of a run: starts both systems, has them make their blocks of calls in turn and prints what came
 // out. With --role this program is one of the processes measured.
 
-#include "Floor.h"
 #include "Measure.h"
+#include "common/CallFloor.h"
 #include "common/Program.h"
 
 namespace {
@@ -12,15 +12,15 @@ using namespace Bench;
 const Role<Options> kRoles[] = {
     {"caller", [](Options const& options) { return runCallers(options, options.style); }},
     {"owner", [](Options const& options) { return runOwners(options, options.style); }},
-    {"floor-bus", runFloorForwarder},
-    {"floor-caller", runFloorCaller},
-    {"floor-owner", runFloorOwner},
+    {"floor-bus", runCallForwarder},
+    {"floor-caller", [](Options const& options) { return runFloorCaller(options, options.style); }},
+    {"floor-owner", [](Options const& options) { return runFloorOwner(options, options.style); }},
 };
 
 void measureAll(Options const& options)
 {
     CallSystem tavix(options, CallSystem::Setting(), options.loop);
-    FloorSystem floor(options);
+    CallFloor floor(options);
     printReport(options, measure(options, tavix, floor));
 }
 

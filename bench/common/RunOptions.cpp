@@ -15,6 +15,7 @@ void addInternal(CLI::App& app, RunOptions& options)
     app.add_option("--role", options.role)->group("");
     app.add_option("--control", options.control)->group("");
     app.add_option("--sockets", options.sockets)->delimiter(',')->group("");
+    app.add_option("--directory", options.directory)->group("");
     app.add_option("--clients", options.clients)->group("");
 }
 

@@ -35,7 +35,8 @@ struct RunOptions {
     std::string role;
     int control = -1;
     std::vector<int> sockets;
-    unsigned clients = 0; // how many connections the process makes, where a role has several
+    std::string directory; // of the system's broker
+    unsigned clients = 0;  // how many connections the process makes, where a role has several
 };
 
 // what: "calls" or "events", the option's name too. roles: the names that --wrap knows.

@@ -71,6 +71,8 @@ void System::start(unsigned part, std::string const& role, std::vector<int> cons
     arguments.insert(arguments.end(), {"--role", role, "--control", std::to_string(control.second.get())});
     if (!sockets.empty())
         arguments.insert(arguments.end(), {"--sockets", joined(sockets)});
+    if (_directory)
+        arguments.insert(arguments.end(), {"--directory", _directory->path()});
     arguments.insert(arguments.end(), more.begin(), more.end());
     _processes[part] = std::make_unique<Process>(wrapped(role, arguments), kept);
     _controls[part] = std::move(control.first);
@@ -116,20 +118,30 @@ std::vector<std::string> System::busArguments(std::string const& loop) const
     return arguments;
 }
 
-void System::startBus(std::string const& loop)
+std::string const& System::makeDirectory()
 {
     _directory = std::make_unique<PrivateDirectory>();
-    setenv("QZV_RUNTIME_DIR", _directory->path().c_str(), 1);
+    return _directory->path();
+}
+
+void System::startBroker(std::string const& role, std::vector<std::string> const& arguments)
+{
     int output[2];
     if (pipe2(output, O_CLOEXEC) != 0)
         fail("pipe");
     _busOutput = Descriptor(output[0]);
     Descriptor writing(output[1]);
     _processes[kBroker] =
-        std::make_unique<Process>(wrapped("bus", busArguments(loop)), std::vector<int>(), writing.get());
+        std::make_unique<Process>(wrapped(role, arguments), std::vector<int>(), writing.get());
     writing = Descriptor();
     if (!waitForText(_busOutput.get(), "\n", _options.timeoutSeconds))
-        fail("the bus did not start");
+        fail((role + " did not start").c_str());
+}
+
+void System::startBus(std::string const& loop)
+{
+    setenv("QZV_RUNTIME_DIR", makeDirectory().c_str(), 1);
+    startBroker("bus", busArguments(loop));
 }
 
 int runEmbeddedBus(RunOptions const& options)

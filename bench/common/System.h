@@ -38,8 +38,11 @@ protected:
     // Does both, for a process that makes so many connections to the broker.
     void startClients(unsigned part, std::string const& role, unsigned clients,
                       std::vector<int> const& sockets = {});
-    // Starts the broker, with its socket in a private directory that all children started later find.
-    // loop: as RunOptions::loop.
+    // Makes a private directory, which outlives the processes. All children started later know it.
+    std::string const& makeDirectory();
+    // Starts another program as the broker and waits for the first line that it writes.
+    void startBroker(std::string const& role, std::vector<std::string> const& arguments);
+    // Starts tavix-bus, with its socket in a private directory. loop: as RunOptions::loop.
     void startBus(std::string const& loop);
 
 private:

@@ -1,5 +1,7 @@
 #include "Measure.h"
 
+#include "common/EventFloor.h"
+
 #include <algorithm>
 
 namespace Bench {
@@ -8,7 +10,7 @@ namespace {
 
 const unsigned kTracedEvents = 200;
 
-FanOutRow measureFanOutRow(Options const& options, EventSystem& tavix, FloorSystem& floor, unsigned payload)
+FanOutRow measureFanOutRow(Options const& options, EventSystem& tavix, EventFloor& floor, unsigned payload)
 {
     const std::vector<System*> systems{&tavix, &floor};
     const unsigned unit = acknowledgedAtOnce(options);
@@ -81,7 +83,7 @@ std::vector<FanOutRow> measureFanOut(Options const& options)
     std::vector<FanOutRow> rows;
     for (unsigned observers : options.observers) {
         EventSystem tavix(options, observers, 0, options.loop);
-        FloorSystem floor(options, observers);
+        EventFloor floor(options, observers);
         for (unsigned payload = 0; payload < options.sizes.size(); ++payload) {
             rows.push_back(measureFanOutRow(options, tavix, floor, payload));
             rows.back().observers = observers;

@@ -1,7 +1,7 @@
 #ifndef TAVIX_BENCH_EVENTS_MEASURE_H
 #define TAVIX_BENCH_EVENTS_MEASURE_H
 
-#include "Floor.h"
+#include "Options.h"
 #include "common/Blocks.h"
 #include "common/BusSystems.h"
 

@@ -1,9 +1,9 @@
 // The parent of a run: starts the systems, has them send their blocks of events in turn and prints what came
 // out. With --role this program is one of the processes measured.
 
-#include "Floor.h"
 #include "Measure.h"
 #include "common/EventClients.h"
+#include "common/EventFloor.h"
 #include "common/Program.h"
 
 #include <cstdio>
@@ -16,7 +16,7 @@ const Role<Options> kRoles[] = {
     {"sender", runSender},
     {"observers", runObservers},
     {"stuck", runStuck},
-    {"floor-bus", runFloorForwarder},
+    {"floor-bus", runEventForwarder},
     {"floor-sender", runFloorSender},
     {"floor-observers", runFloorObservers},
 };

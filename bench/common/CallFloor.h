@@ -1,7 +1,7 @@
-#ifndef TAVIX_BENCH_CALLS_FLOOR_H
-#define TAVIX_BENCH_CALLS_FLOOR_H
+#ifndef TAVIX_BENCH_COMMON_CALLFLOOR_H
+#define TAVIX_BENCH_COMMON_CALLFLOOR_H
 
-#include "Options.h"
+#include "common/CallClients.h"
 #include "common/System.h"
 
 namespace Bench {
@@ -10,14 +10,14 @@ namespace Bench {
 // wait, read the size, read the body and send, as every broker with such a frame must; buffers are allocated
 // once, nothing is looked at but the size. Each runs until its peers go and answers the exit status.
 
-int runFloorForwarder(Options const& options); // two sockets: of the caller, of the owner
-int runFloorOwner(Options const& options);     // one socket
-int runFloorCaller(Options const& options);    // one socket
+int runCallForwarder(RunOptions const& options); // two sockets: of the caller, of the owner
+int runFloorOwner(RunOptions const& options, CallStyle const& style);  // one socket
+int runFloorCaller(RunOptions const& options, CallStyle const& style); // one socket
 
 // All three, over socket pairs. The parts are those of CallSystem.
-class FloorSystem : public System {
+class CallFloor : public System {
 public:
-    explicit FloorSystem(Options const& options);
+    explicit CallFloor(RunOptions const& options);
 };
 
 } // namespace Bench

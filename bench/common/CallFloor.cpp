@@ -1,7 +1,7 @@
-#include "Floor.h"
+#include "common/CallFloor.h"
 
-#include "Frames.h"
 #include "common/BusSystems.h"
+#include "common/CallFrames.h"
 #include "common/Control.h"
 #include "common/Fail.h"
 #include "common/FloorSocket.h"
@@ -22,7 +22,7 @@ const Direction kDirections[] = {{0, 1}, {1, 0}};
 
 class Forwarder {
 public:
-    explicit Forwarder(Options const& options)
+    explicit Forwarder(RunOptions const& options)
         : _sockets{{options.sockets.at(0), options.bufferSize}, {options.sockets.at(1), options.bufferSize}},
           _waiter(Waiter::make(options.floorWait))
     {
@@ -64,7 +64,7 @@ private:
 // A floor client: one socket and its wait.
 class Endpoint {
 public:
-    explicit Endpoint(Options const& options)
+    explicit Endpoint(RunOptions const& options)
         : socket(options.sockets.at(0), options.bufferSize), _waiter(Waiter::make(options.floorWait))
     {
         _waiter->add(0, socket.fd());
@@ -128,15 +128,15 @@ Frame const& replyTo(std::size_t requestLength, std::vector<FramePair> const& fr
 
 } // namespace
 
-int runFloorForwarder(Options const& options)
+int runCallForwarder(RunOptions const& options)
 {
     Forwarder forwarder(options);
     return passForEver(options.control, [&] { forwarder.pass(); });
 }
 
-int runFloorOwner(Options const& options)
+int runFloorOwner(RunOptions const& options, CallStyle const& style)
 {
-    const std::vector<FramePair> frames = captureAllFrames(options);
+    const std::vector<FramePair> frames = captureAllFrames(options, style);
     Endpoint endpoint(options);
     return passForEver(options.control, [&] {
         if (endpoint.pass(!endpoint.socket.sending())) {
@@ -146,9 +146,9 @@ int runFloorOwner(Options const& options)
     });
 }
 
-int runFloorCaller(Options const& options)
+int runFloorCaller(RunOptions const& options, CallStyle const& style)
 {
-    const std::vector<FramePair> frames = captureAllFrames(options);
+    const std::vector<FramePair> frames = captureAllFrames(options, style);
     Endpoint endpoint(options);
     return serveCommands(options.control, [&](Command const& command) {
         Frame const& request = frames.at(command.payload).request;
@@ -159,7 +159,7 @@ int runFloorCaller(Options const& options)
     });
 }
 
-FloorSystem::FloorSystem(Options const& options) : System(options, kCallParts)
+CallFloor::CallFloor(RunOptions const& options) : System(options, kCallParts)
 {
     SocketPair caller;
     SocketPair owner;

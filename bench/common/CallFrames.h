@@ -1,7 +1,7 @@
-#ifndef TAVIX_BENCH_CALLS_FRAMES_H
-#define TAVIX_BENCH_CALLS_FRAMES_H
+#ifndef TAVIX_BENCH_COMMON_CALLFRAMES_H
+#define TAVIX_BENCH_COMMON_CALLFRAMES_H
 
-#include "Options.h"
+#include "common/CallClients.h"
 #include "common/LoneProxy.h"
 
 #include <vector>
@@ -15,9 +15,10 @@ struct FramePair {
 
 // The bytes of one call: what a real TavixProxy writes for it, and what a real TavixProxy that serves the
 // object answers, taken from the far ends of their sockets.
-FramePair captureFrames(Options const& options, unsigned payload);
+FramePair captureFrames(CallStyle const& style, unsigned payload);
 
-std::vector<FramePair> captureAllFrames(Options const& options);
+// Those of each of the sizes.
+std::vector<FramePair> captureAllFrames(RunOptions const& options, CallStyle const& style);
 
 } // namespace Bench
 

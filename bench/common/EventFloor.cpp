@@ -1,4 +1,4 @@
-#include "Floor.h"
+#include "common/EventFloor.h"
 
 #include "common/BusSystems.h"
 #include "common/EventClients.h"
@@ -18,7 +18,7 @@ namespace {
 // next one is read when all have it.
 class Forwarder {
 public:
-    explicit Forwarder(Options const& options) : _waiter(Waiter::make(options.floorWait))
+    explicit Forwarder(RunOptions const& options) : _waiter(Waiter::make(options.floorWait))
     {
         for (int fd : options.sockets) {
             _sockets.push_back(std::make_unique<FloorSocket>(fd, options.bufferSize));
@@ -84,7 +84,7 @@ private:
 
 class FloorSender {
 public:
-    explicit FloorSender(Options const& options)
+    explicit FloorSender(RunOptions const& options)
         : _window(options, options.sockets.at(0)), _socket(options.sockets.at(1), options.bufferSize),
           _waiter(Waiter::make(options.floorWait))
     {
@@ -121,13 +121,13 @@ private:
 
 } // namespace
 
-int runFloorForwarder(Options const& options)
+int runEventForwarder(RunOptions const& options)
 {
     Forwarder forwarder(options);
     return passForEver(options.control, [&] { forwarder.pass(); });
 }
 
-int runFloorObservers(Options const& options)
+int runFloorObservers(RunOptions const& options)
 {
     const unsigned observers = static_cast<unsigned>(options.sockets.size() - 1);
     Progress progress(options, observers, options.sockets[0]);
@@ -146,7 +146,7 @@ int runFloorObservers(Options const& options)
     });
 }
 
-int runFloorSender(Options const& options)
+int runFloorSender(RunOptions const& options)
 {
     FloorSender sender(options);
     return serveCommands(options.control, [&](Command const& command) {
@@ -155,7 +155,7 @@ int runFloorSender(Options const& options)
     });
 }
 
-FloorSystem::FloorSystem(Options const& options, unsigned observers) : System(options, kEventParts)
+EventFloor::EventFloor(RunOptions const& options, unsigned observers) : System(options, kEventParts)
 {
     SocketPair progress;
     SocketPair sender;
