@@ -9,7 +9,7 @@ packages=(
     cmake ninja-build g++ ccache pkgconf
     libglib2.0-dev nlohmann-json3-dev libcli11-dev libsmartcols-dev libexpat1-dev libsystemd-dev
     libboost-regex-dev libvalijson-dev rapidjson-dev
-    libgtest-dev libgmock-dev libbenchmark-dev systemd make valgrind
+    libgtest-dev libgmock-dev libbenchmark-dev libzmq3-dev dbus-daemon systemd make valgrind
 )
 
 say() { printf 'setup: %s\n' "$*"; }

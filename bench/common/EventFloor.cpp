@@ -166,7 +166,7 @@ EventFloor::EventFloor(RunOptions const& options, unsigned observers) : System(o
         near.push_back(pair.first.get());
         far.push_back(pair.second.get());
     }
-    start(kBroker, "floor-bus", near);
+    start(kBroker, "floor-bus", near, {"--clients", std::to_string(observers)});
     start(kObservers, "floor-observers", far);
     start(kSender, "floor-sender", {progress.second.get(), sender.second.get()});
     for (unsigned part : {+kBroker, +kObservers, +kSender})
