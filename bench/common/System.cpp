@@ -124,6 +124,12 @@ std::string const& System::makeDirectory()
     return _directory->path();
 }
 
+void System::startProgram(unsigned part, std::string const& role, std::vector<std::string> const& arguments,
+                          std::vector<int> const& kept, int output)
+{
+    _processes[part] = std::make_unique<Process>(wrapped(role, arguments), kept, output);
+}
+
 void System::startBroker(std::string const& role, std::vector<std::string> const& arguments)
 {
     int output[2];
@@ -131,8 +137,7 @@ void System::startBroker(std::string const& role, std::vector<std::string> const
         fail("pipe");
     _busOutput = Descriptor(output[0]);
     Descriptor writing(output[1]);
-    _processes[kBroker] =
-        std::make_unique<Process>(wrapped(role, arguments), std::vector<int>(), writing.get());
+    startProgram(kBroker, role, arguments, {}, writing.get());
     writing = Descriptor();
     if (!waitForText(_busOutput.get(), "\n", _options.timeoutSeconds))
         fail((role + " did not start").c_str());

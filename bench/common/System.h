@@ -40,6 +40,9 @@ protected:
                       std::vector<int> const& sockets = {});
     // Makes a private directory, which outlives the processes. All children started later know it.
     std::string const& makeDirectory();
+    // Starts another program. kept and output as in Process.
+    void startProgram(unsigned part, std::string const& role, std::vector<std::string> const& arguments,
+                      std::vector<int> const& kept, int output = -1);
     // Starts another program as the broker and waits for the first line that it writes.
     void startBroker(std::string const& role, std::vector<std::string> const& arguments);
     // Starts tavix-bus, with its socket in a private directory. loop: as RunOptions::loop.

@@ -14,9 +14,9 @@ void addRows(CLI::App& app, Options& options)
     app.add_option("--rows", options.rows, "What to measure: calls, events")
         ->delimiter(',')
         ->check(CLI::IsMember({"calls", "events"}));
-    app.add_option("--peers", options.peers, "Beside the floor: tavix, zeromq, sd-bus")
+    app.add_option("--peers", options.peers, "Beside the floor: tavix, zeromq, dbus-broker, dbus-daemon")
         ->delimiter(',')
-        ->check(CLI::IsMember({"tavix", "zeromq", "sd-bus"}));
+        ->check(CLI::IsMember({"tavix", "zeromq", "dbus-broker", "dbus-daemon"}));
     app.add_option("--sizes", options.sizes, "Bytes of a call's argument, one row each")
         ->delimiter(',')
         ->check(CLI::Range(1u, kLargestPayload));
@@ -45,11 +45,12 @@ Options eventOptions(Options const& options)
 bool parseOptions(int argc, char** argv, Options& options, int& exitCode)
 {
     CLI::App app(
-        "Calls and events through tavix-bus, ZeroMQ and sd-bus, side by side with a floor: processes "
+        "Calls and events through tavix-bus, ZeroMQ and D-Bus, side by side with a floor: processes "
         "of our own that move the frames of tavix with nothing but the system calls that a broker of "
         "one frame at a time needs.");
     addRunOptions(app, options, "messages",
-                  "bus, caller, owner, sender, observers, and those behind floor-, zeromq- and sd-bus-");
+                  "bus, caller, owner, sender, observers, dbus-daemon, dbus-broker, and those with floor-, "
+                  "zeromq- and sd-bus- in front");
     addRows(app, options);
     app.add_option("--svg", options.picture, "Write a picture of the ratios to this file");
     return parseArguments(app, argc, argv, exitCode);

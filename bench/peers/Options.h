@@ -10,7 +10,7 @@ struct Options : RunOptions {
     Options() { sizes = {16, 1024, 65536, 190 * 1024}; }
 
     std::vector<std::string> rows{"calls", "events"};
-    std::vector<std::string> peers{"tavix", "zeromq", "sd-bus"};
+    std::vector<std::string> peers{"tavix", "zeromq", "dbus-broker", "dbus-daemon"};
     std::vector<unsigned> outstanding{1, 64};
     std::vector<unsigned> eventSizes{16, 1024, 65536};
     std::vector<unsigned> observers{1, 10, 100};

@@ -26,6 +26,17 @@ Peer makePeer(char const* name)
             }};
 }
 
+#ifdef TAVIX_BENCH_SD_BUS
+Peer makeSdBus(char const* broker)
+{
+    return {broker,
+            [broker](Options const& options) { return std::make_unique<SdBusCalls>(options, broker); },
+            [broker](Options const& options, unsigned observers) {
+                return std::make_unique<SdBusEvents>(options, observers, broker);
+            }};
+}
+#endif
+
 Peer makeTavix()
 {
     return {"tavix",
@@ -44,8 +55,10 @@ std::vector<Peer> presentPeers()
     peers.push_back(makePeer<ZeroMqCalls, ZeroMqEvents>("zeromq"));
 #endif
 #ifdef TAVIX_BENCH_SD_BUS
-    if (dbusDaemonIsThere())
-        peers.push_back(makePeer<SdBusCalls, SdBusEvents>("sd-bus"));
+    for (char const* broker : {kDbusDaemon, kDbusBroker}) {
+        if (programIsThere(broker))
+            peers.push_back(makeSdBus(broker));
+    }
 #endif
     return peers;
 }

@@ -11,8 +11,6 @@ namespace Bench {
 
 namespace {
 
-constexpr char kDaemon[] = "dbus-daemon";
-
 // Everything is allowed, and no limit is near what a run has in flight.
 void writeConfiguration(std::string const& file, std::string const& socket)
 {
@@ -41,23 +39,33 @@ void writeConfiguration(std::string const& file, std::string const& socket)
 
 } // namespace
 
-bool dbusDaemonIsThere()
+bool programIsThere(char const* name)
 {
     char const* const path = std::getenv("PATH");
     std::istringstream folders(path ? path : "");
     for (std::string folder; std::getline(folders, folder, ':');) {
-        if (access((folder + "/" + kDaemon).c_str(), X_OK) == 0)
+        if (access((folder + "/" + name).c_str(), X_OK) == 0)
             return true;
     }
     return false;
 }
 
-SdBusSystem::SdBusSystem(RunOptions const& options, unsigned parts) : System(options, parts)
+SdBusSystem::SdBusSystem(RunOptions const& options, unsigned parts, std::string const& broker)
+    : System(options, parts)
+{
+    if (broker == kDbusBroker)
+        startDbusBroker();
+    else
+        startDbusDaemon();
+}
+
+void SdBusSystem::startDbusDaemon()
 {
     const std::string directory = makeDirectory();
     const std::string file = directory + "/configuration";
     writeConfiguration(file, directory + "/bus");
-    startBroker(kDaemon, {kDaemon, "--config-file=" + file, "--nofork", "--nopidfile", "--print-address"});
+    startBroker(kDbusDaemon,
+                {kDbusDaemon, "--config-file=" + file, "--nofork", "--nopidfile", "--print-address"});
 }
 
 } // namespace Bench

@@ -111,7 +111,8 @@ int runSdBusCaller(RunOptions const& options)
     });
 }
 
-SdBusCalls::SdBusCalls(RunOptions const& options) : SdBusSystem(options, kCallParts)
+SdBusCalls::SdBusCalls(RunOptions const& options, std::string const& broker)
+    : SdBusSystem(options, kCallParts, broker)
 {
     startClients(kOwner, "sd-bus-owner", 1);
     startClients(kCaller, "sd-bus-caller", 1);

@@ -22,7 +22,7 @@ inline int checkSdBus(int result)
     return result;
 }
 
-// The same for what moves messages: ends the process with status 0 when the daemon has gone.
+// The same for what moves messages: ends the process with status 0 when the broker has gone.
 inline int checkAlive(int result)
 {
     if (result == -ECONNRESET || result == -ENOTCONN || result == -EPIPE)
@@ -66,7 +66,7 @@ struct SdBusBytes {
     std::size_t size = 0;
 };
 
-// A connection to the system's daemon.
+// A connection to the system's broker.
 class SdBusConnection {
 public:
     explicit SdBusConnection(RunOptions const& options)

@@ -90,7 +90,8 @@ int runSdBusSender(RunOptions const& options)
     });
 }
 
-SdBusEvents::SdBusEvents(RunOptions const& options, unsigned observers) : SdBusSystem(options, kEventParts)
+SdBusEvents::SdBusEvents(RunOptions const& options, unsigned observers, std::string const& broker)
+    : SdBusSystem(options, kEventParts, broker)
 {
     SocketPair progress;
     startClients(kObservers, "sd-bus-observers", observers, {progress.first.get()});
