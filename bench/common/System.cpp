@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace Bench {
@@ -55,7 +56,7 @@ Outcome System::run(Command const& command)
 {
     Outcome outcome;
     const int control = _controls[kDriver].get();
-    if (write(control, &command, sizeof command) != static_cast<ssize_t>(sizeof command) ||
+    if (send(control, &command, sizeof command, MSG_NOSIGNAL) != static_cast<ssize_t>(sizeof command) ||
         !readWithin(control, &outcome, sizeof outcome, _options.timeoutSeconds))
         fail("a block did not come to its end");
     return outcome;
