@@ -42,11 +42,12 @@ void respondFunction(void* token, TvxElement* result)
 {
     if (token == nullptr)
         return;
-    const TokenHolder own(static_cast<AsyncToken*>(token));
-    own->answered = true;
+    AsyncToken* const called = static_cast<AsyncToken*>(token);
+    // A second answer inside the callback has no reference left to give up, and is reported like any other.
+    const TokenHolder own(called->answered.exchange(true) ? nullptr : called);
     guarded(0, [&] {
         std::unique_ptr<Element> nothing(result == nullptr ? new ExceptionElem("No result", -1) : nullptr);
-        own->invocation->respond(nothing ? nothing.get() : toCpp(result));
+        called->invocation->respond(nothing ? nothing.get() : toCpp(result));
         return 0;
     });
 }

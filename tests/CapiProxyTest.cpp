@@ -101,12 +101,14 @@ struct User {
                          TvxRespondFunction respond, void* token, void* user)
     {
         const std::string method = word;
-        if (method == "at once" || method == "and declines")
+        if (method == "at once" || method == "twice" || method == "and declines")
             respond(token, params);
+        if (method == "twice")
+            respond(token, nullptr);
         if (method == "nothing")
             respond(token, nullptr);
         if (method != "late")
-            return method == "at once" || method == "nothing";
+            return method == "at once" || method == "twice" || method == "nothing";
         static_cast<User*>(user)->kept.emplace_back([=](const char* text) {
             TvxElement* result = tvx_string_elem_new(text);
             respond(token, result);
@@ -203,6 +205,7 @@ TEST_P(CapiProxy, callsAreAnsweredAtOnceOrLater)
     const char* const cases[][3] = {{"both", "any", "0 \"5\""},
                                     {"both", "fail", "7 !7 no luck"},
                                     {"both", "at once", "0 \"5\""},
+                                    {"both", "twice", "0 \"5\""},
                                     {"both", "and declines", "0 \"5\""},
                                     {"both", "nothing", "10 !-1 No result"},
                                     {"async", "any", "10 !-1 Unknown method"},
