@@ -12,7 +12,7 @@
 //    child away from the caller, also when adding fails, and releases it with itself. tvx_*_get_child
 //    lends: the pointer is valid while the container keeps the child. Texts and bytes passed in are copied.
 // 3. Errors. A constructor answers null when memory runs out. A `result` argument may be null; otherwise
-//    the code is stored there. Nothing throws.
+//    the code is stored there. Nothing throws, but for what a callback in C++ does.
 // 4. Nulls. A null where a handle, text or buffer is needed is refused: nothing is changed, a child that
 //    would have been taken is released, and the answer is the refusal: null for a pointer, false for a
 //    bool, 0 for "non-zero on success", for the rest what is said at the function. The code, where there is
@@ -31,7 +31,8 @@
 //    of two callbacks that remove each other the later one to do so does not wait.
 //
 // A program for the bus makes a loop and a proxy over it, connects, adds what it serves and observes, and
-// calls tvx_poll_loop_iterate again and again; in the end it removes, and frees the proxy and the loop.
+// calls tvx_poll_loop_iterate again and again; in the end it removes, and frees the proxy and the loop. The
+// process's own proxy, of tvx_proxy_init, is left to the library.
 
 #include <tavix/RemoteProxyResult.h>
 #include <tavix/TvxPollLoopFunctions.h>
@@ -62,6 +63,7 @@ TAVIX_API const char* tvx_result_to_string(TvxResult result);
 
 // ---- New elements ----
 
+// One value each. A list and a map are empty at first.
 TAVIX_API TvxElement* tvx_integer_elem_new(int value);
 TAVIX_API TvxElement* tvx_double_elem_new(double value);
 // Any value but 0 is true.
@@ -73,7 +75,9 @@ TAVIX_API TvxElement* tvx_string_elem_newf(const char* format, ...) TVX_PRINTF_F
 TAVIX_API TvxElement* tvx_string_elem_newvf(const char* format, va_list args) TVX_PRINTF_FORMAT(1, 0);
 // `length` bytes; null `data` gives an empty element.
 TAVIX_API TvxElement* tvx_binary_elem_new(const unsigned char* data, unsigned length);
-// What an object answers in place of a value to report a failure to its caller.
+// What an object answers in place of a value to report a failure to its caller. A `code` from 1 to 9 reaches
+// that one as the RemoteProxyResult of this number, as if the bus had failed; any other as PROXY_EXCEPTION,
+// with the code in the element. So a program's own codes lie outside 1 to 9.
 TAVIX_API TvxElement* tvx_exception_elem_new(const char* message, int code);
 TAVIX_API TvxElement* tvx_exception_elem_newf(int code, const char* format, ...) TVX_PRINTF_FORMAT(2, 3);
 TAVIX_API TvxElement* tvx_exception_elem_newvf(int code, const char* format, va_list args)
@@ -100,6 +104,8 @@ TAVIX_API TvxElement* tvx_file_descriptor_elem_new(int fd);
 //
 //   tvx_elem_new("{is(dd)}", "port", 80, "host", "box", "position", 1.5, 2.5)
 //
+// The compiler does not check the arguments: tvx_elem_new("d", 5) is undefined, as in printf; write 5.0.
+//
 // On a failure the answer is null and everything built is released, with the elements that "e" took;
 // arguments behind the failing place are not touched and stay with the caller. A line on standard output
 // tells what was wrong: an unknown character, a missing ")" or "}", a null where a text, key or element ("E")
@@ -117,7 +123,8 @@ TAVIX_API TvxElement* tvx_elem_clone(TvxElement* e);
 TAVIX_API bool tvx_elem_is_exception(TvxElement* e);
 // `type` is the name of a class: "IntegerElem", "BooleanElem", "DoubleElem", "StringElem", "BinaryElem",
 // "NullElem", "ListElem", "MapElem", "FileDescriptorElem", or of a base: "TerminalElem" for a leaf,
-// "NonterminalElem" for a list or map. An exception is found with tvx_elem_is_exception only.
+// "NonterminalElem" for a list or map. A descriptor answers to its own name only, and an exception is found
+// with tvx_elem_is_exception.
 TAVIX_API bool tvx_elem_instance_of(TvxElement* e, const char* type);
 // -1 on a leaf; this is the refusal, too.
 TAVIX_API int tvx_elem_get_num_children(TvxElement* e);
@@ -128,9 +135,10 @@ TAVIX_API void tvx_elem_fprint(FILE* stream, const char* name, TvxElement* e);
 // ---- Reading values ----
 // Every question may be put to every element. One that has no such value answers a fixed default.
 
-// Reads integers, booleans, doubles (cut towards zero), exceptions (the code), binaries of 1, 2 or 4 bytes
-// (in the order of this machine) and texts: decimal, hexadecimal behind "0x", octal behind "0". Default: -1,
-// with code 1 for a text or binary that does not read. Refusal: -1.
+// Reads integers, descriptors, booleans, doubles (cut towards zero), exceptions (the code), binaries of 1, 2
+// or 4 bytes (in the order of this machine) and texts: decimal, hexadecimal behind "0x", octal behind "0".
+// Default: -1, with code 1 for a text, binary or double that does not read. Refusal: -1. The second is the
+// same under another name.
 TAVIX_API int tvx_elem_int_value(TvxElement* e, TvxResult* result);
 TAVIX_API int tvx_elem_exception_int_value(TvxElement* e, TvxResult* result);
 // Reads integers, doubles and binaries of 4 or 8 bytes. Default: -1.0 (0.0 for another binary), with code 1.
@@ -143,8 +151,10 @@ TAVIX_API bool tvx_elem_boolean_value(TvxElement* e, TvxResult* result);
 // `length` is refused, and a null `e` sets it to 0.
 TAVIX_API const unsigned char* tvx_elem_binary_value(TvxElement* e, unsigned* length);
 
-// The text functions read texts, numbers (decimal), booleans ("true", "false"), binaries (the bytes) and
-// exceptions (the message); any other element reads as the empty text. Code 5: out of memory.
+// The text functions read texts, integers and descriptors (decimal), doubles (as a float with six decimals:
+// "20.000000"), booleans ("true", "false"), binaries (the bytes) and exceptions (the message); any other
+// element reads as the empty text. So the text of an answer does not tell a value from a failure: look at the
+// result of the call first. Code 5: out of memory.
 
 // Copies the text into `buffer` of `size` bytes, at least 1: what does not fit is cut, and a zero byte
 // follows. Answers `buffer`; null, with `buffer` untouched, when the code is not 0. A `size` of 0 is refused.
@@ -277,7 +287,9 @@ TAVIX_API void tvx_proxy_free(TvxProxy* proxy);
 // a Unix domain path. Answers non-zero when the proxy is connected, also when it was before. After a lost
 // connection connect again, and add objects again, and remove and add observers: the bus has forgotten them.
 TAVIX_API int tvx_proxy_connect(TvxProxy* proxy, const char* address);
-// Non-zero when the process's proxy is connected.
+// Non-zero when the process's proxy is connected. Of another proxy the next request tells, by
+// PROXY_CONNECTION_ERROR, or tvx_proxy_connect, which connects anew when it is not; a service that only
+// iterates, and has to learn that the bus has gone, takes the process's proxy.
 TAVIX_API int tvx_proxy_is_connected(void);
 // Runs the loop until the semaphore can be taken; beside a threaded proxy's thread it just waits. A null
 // `sem` is a fault that stops the process.
@@ -288,6 +300,8 @@ TAVIX_API const char* tvx_proxy_result_to_string(RemoteProxyResult result);
 // ---- Calls ----
 // Calls have no time limit: they end with the answer or with a connection. PROXY_MEMORY_ERROR: a value that
 // cannot be encoded, of which standard error tells the place. PROXY_REQUEST_TOO_LARGE: above 196608 bytes.
+// An exception in the place of an answer makes its code the result if that is 1 to 9, else PROXY_EXCEPTION:
+// tvx_elem_is_exception of what was answered tells it from a call that was never sent.
 // Parameters may hold open descriptors, which stay the caller's.
 
 // An answer, or the exception in its place. When the connection ends the call, it may run on the thread that
@@ -300,7 +314,7 @@ typedef void (*TvxResponseCallback)(TvxProxy* proxy, TvxElement* result, void* u
 TAVIX_API TvxElement* tvx_proxy_call_method(TvxProxy* proxy, const char* objName, const char* method,
                                             TvxElement* params, RemoteProxyResult* result);
 // The same with the parameters that tvx_elem_new builds of the format and what follows; PROXY_MEMORY_ERROR
-// when it cannot.
+// when it cannot. The parameters are freed, whatever comes of the call.
 TAVIX_API TvxElement* tvx_proxy_call_with_format(TvxProxy* proxy, RemoteProxyResult* result,
                                                  const char* objName, const char* method, const char* format,
                                                  ...);
