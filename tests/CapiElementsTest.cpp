@@ -217,6 +217,7 @@ TEST(CapiContainers, RemovalHandsTheChildBack)
     EXPECT_EQ(describe(Owned(tvx_list_elem_remove_child(list.get(), 0, &result)).get()), "1");
     EXPECT_EQ(tvx_list_elem_remove_child(list.get(), 1, &result), nullptr);
     EXPECT_EQ(result, OPERATION_INDEX_OUT_OF_BOUNDS);
+    EXPECT_TRUE(tvx_map_elem_has_child(map.get(), "k"));
     EXPECT_EQ(describe(Owned(tvx_map_elem_remove_child(map.get(), "k", &result)).get()), "3");
     EXPECT_EQ(result, OPERATION_OK);
     EXPECT_EQ(tvx_map_elem_remove_child(map.get(), "k", &result), nullptr);

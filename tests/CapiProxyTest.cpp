@@ -57,9 +57,17 @@ public:
         bus = tvx_bus_new(loop, 65536);
         EXPECT_EQ(0, tvx_poll_loop_new_source(loop, stopFd, &source));
         EXPECT_EQ(stopFd, tvx_poll_loop_source_get_file_descriptor(loop, source));
-        EXPECT_EQ(0, tvx_poll_loop_source_add_watch(loop, source, TVX_READ_WATCH));
-        auto stop = [](void**, void* stopped) { *static_cast<bool*>(stopped) = true; };
-        EXPECT_EQ(0, tvx_poll_loop_add_source(loop, source, stop, &stopped));
+        for (const unsigned watch : {TVX_READ_WATCH, TVX_WRITE_WATCH})
+            EXPECT_EQ(0, tvx_poll_loop_source_add_watch(loop, source, watch));
+        EXPECT_EQ(0, tvx_poll_loop_source_remove_watch(loop, source, TVX_WRITE_WATCH));
+        auto stop = [](void** source, void* self) {
+            Bus& that = *static_cast<Bus*>(self);
+            bool writable = true;
+            EXPECT_EQ(0, tvx_poll_loop_source_is_writable(that.loop, source, &writable));
+            EXPECT_EQ(0, tvx_poll_loop_source_is_readable(that.loop, source, &that.stopped));
+            that.wakes += writable ? 2 : 1;
+        };
+        EXPECT_EQ(0, tvx_poll_loop_add_source(loop, source, stop, this));
         thread = std::thread([this] {
             while (!stopped)
                 tvx_poll_loop_iterate(loop);
@@ -69,6 +77,7 @@ public:
     {
         eventfd_write(stopFd, 1);
         thread.join();
+        EXPECT_EQ(1, wakes);
         tvx_bus_free(bus);
         EXPECT_EQ(0, tvx_poll_loop_remove_source(loop, source) | tvx_poll_loop_delete_source(loop, source));
         tvx_poll_loop_free(loop);
@@ -82,6 +91,7 @@ private:
     void** source = nullptr;
     const int stopFd = eventfd(0, EFD_NONBLOCK);
     bool stopped = false;
+    int wakes = 0;
     std::thread thread;
 };
 
