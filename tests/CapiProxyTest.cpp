@@ -322,9 +322,9 @@ TEST_P(CapiProxy, aRemovedCallbackRunsNowhere)
     std::atomic<bool> done{false};
     std::thread changes([&] {
         for (int i = 0; i < 300; ++i) {
-            auto user = std::make_unique<User>();
-            void* const observer = observe(*user);
-            EXPECT_EQ(PROXY_OK, tvx_proxy_add_shared_object(owner, "object", User::call, user.get()));
+            auto heard = std::make_unique<User>(), served = std::make_unique<User>();
+            void* const observer = observe(*heard);
+            EXPECT_EQ(PROXY_OK, tvx_proxy_add_shared_object(owner, "object", User::call, served.get()));
             send(i);
             EXPECT_EQ(PROXY_OK, tvx_proxy_remove_observer(caller, observer));
             EXPECT_EQ(PROXY_OK, tvx_proxy_remove_shared_object(owner, "object"));
