@@ -148,6 +148,7 @@ bool JsonSchemaValidator::_hasAll(MapElem* instance, ListElem const* names) cons
 bool JsonSchemaValidator::validateProperties(MapElem* instance, Path const& path, MapElem* schema,
                                              Names& covered)
 {
+    Use const use(*_run);
     return _validateProperties(instance, path, schema, &covered);
 }
 
@@ -178,6 +179,7 @@ bool JsonSchemaValidator::_validateProperties(MapElem* instance, Path const& pat
 bool JsonSchemaValidator::validatePatternProperties(MapElem* instance, Path const& path, MapElem* schema,
                                                     Names& covered)
 {
+    Use const use(*_run);
     return _validatePatternProperties(instance, path, schema, &covered);
 }
 
@@ -238,6 +240,7 @@ MapElem* JsonSchemaValidator::getAdditionalPropertiesSchema(MapElem* schema)
 bool JsonSchemaValidator::validateAdditionalProperties(MapElem* instance, Path const& path, MapElem* schema,
                                                        Names const& covered)
 {
+    Use const use(*_run);
     bool const isAllowed = schemaAllowsAdditionalProperties(schema, path);
     MapElem* const extra = asMap(_run->child(schema, kAdditionalProperties));
     if (isAllowed && !extra)

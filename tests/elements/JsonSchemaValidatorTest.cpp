@@ -151,8 +151,9 @@ TEST(JsonSchemaValidator, ARunBeginsAnewAndADependencyStaysOpen)
 // The map that a dependency opens is the one whose properties are being walked.
 TEST(JsonSchemaValidator, ASchemaKeepsStillDuringARun)
 {
-    Checker checker(R"({"properties": {"dependencies": {"properties": {
-        "a": {}, "properties": {"$ref": "#/properties", "maxProperties": 0}, "z": {"type": "null"}}}}})"_json);
+    json const schema = R"({"properties": {"dependencies": {"properties": {
+        "a": {}, "properties": {"$ref": "#/properties", "maxProperties": 0}, "z": {"type": "null"}}}}})"_json;
+    Checker checker(schema);
     EXPECT_THAT(
         checker.errors(R"({"properties": {"properties": 5}, "z": 2})"_json, "#/properties/dependencies"),
         ElementsAre("#/properties: Object must not have more than 0 items. "
@@ -161,6 +162,15 @@ TEST(JsonSchemaValidator, ASchemaKeepsStillDuringARun)
     Element* const opened =
         checker.schema->getChild("properties")->getChild("dependencies")->getChild("properties");
     EXPECT_EQ(opened->getNumChildren(), 4);
+
+    // A step alone is a run too.
+    Checker step(schema);
+    auto const value = tree(R"({"properties": {"properties": 5}, "z": 2})"_json);
+    JsonSchemaValidator::Names names;
+    EXPECT_FALSE(step.validator.validateProperties(
+        static_cast<MapElem*>(value.get()), "#",
+        static_cast<MapElem*>(step.schema->getChild("properties")->getChild("dependencies")), names));
+    EXPECT_EQ(linesOf(step.validator.getErrors(), step.schema.get()).size(), 2U);
 
     // Between runs it may change.
     opened->getChild("z")->setChild("type", new StringElem("integer"));
