@@ -149,10 +149,14 @@ bool JsonSchemaValidator::_follow(Element* instance, Path const& path, MapElem* 
     Run& run = *_run;
     ++run.followed;
     auto const known = run.outcomes.find(Run::Check(instance, target));
-    if (known != run.outcomes.end())
-        return known->second.passed ||
-               (known->second.errorAt == Run::kNoError && _refuseReference(instance, path, schema, target));
-    if (run.isUnderWay(instance, target))
+    bool isWornOut = false;
+    if (known != run.outcomes.end()) {
+        Run::Outcome& outcome = known->second;
+        if (outcome.passed || outcome.errorAt != Run::kNoError)
+            return outcome.passed;
+        isWornOut = ++outcome.repeats > kMaxRepeats;
+    }
+    if (isWornOut || run.isUnderWay(instance, target))
         return _refuseReference(instance, path, schema, target);
     std::size_t const before = run.errorCount(*this);
     bool const passed = validate(instance, path, target);

@@ -172,7 +172,9 @@ bool JsonSchemaValidator::Run::remembers(Element const* instance) const
 
 void JsonSchemaValidator::Run::remember(Check const& check, bool passed, std::size_t errorAt)
 {
-    outcomes[check] = Outcome{passed, errorAt};
+    Outcome& outcome = outcomes[check];
+    outcome.passed = passed;
+    outcome.errorAt = errorAt;
     if (errorAt != kNoError)
         failed.push_back(check);
 }

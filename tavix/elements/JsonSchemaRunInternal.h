@@ -9,7 +9,8 @@
 // Outcomes. A chain of references that leads back fails with one error. From then on the value's outcome against each
 // schema that a reference leads to is remembered and not worked out again: otherwise every way round would be tried. The same
 // begins for all values once a run has followed kMaxFollowed references, which bounds schemas that refer to
-// themselves twice for each child.
+// themselves twice for each child. What has failed is worked out again a few times when its errors have been taken back,
+// so that they can be in the list.
 //
 // Tentative errors. Inside "anyOf", "oneOf" and "not" an error may be taken back, and most are. There they are kept
 // as bytes in one buffer and become entries of the list only when the outermost of these ends.
@@ -38,6 +39,7 @@ namespace Schema {
 // Steps one inside the other, over all values: what fits a small stack.
 constexpr unsigned kMaxSteps = 4 * kMaxNesting;
 constexpr std::size_t kMaxFollowed = 65536;
+constexpr unsigned kMaxRepeats = 8;
 
 enum Keyword : unsigned {
     kType,
@@ -92,12 +94,15 @@ struct JsonSchemaValidator::Run {
         std::size_t end;
         MapElem* schema;
     };
+    static constexpr std::size_t kNoError = static_cast<std::size_t>(-1);
+
     struct Outcome {
-        bool passed;
-        std::size_t errorAt; // the last of its errors in the list; kNoError when they are not there
+        bool passed = false;
+        std::size_t errorAt =
+            kNoError;         // the last of its errors in the list; kNoError when they are not there
+        unsigned repeats = 0; // because the errors were not there
     };
     using Check = std::pair<Element const*, MapElem const*>;
-    static constexpr std::size_t kNoError = static_cast<std::size_t>(-1);
 
     Step* top = nullptr;
     unsigned users = 0;

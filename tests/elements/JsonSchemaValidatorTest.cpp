@@ -255,6 +255,14 @@ TEST(JsonSchemaValidator, ValuesThatManyReferencesLeadToAreCheckedOnce)
                      {"properties", {{"a", {{"items", {{"oneOf", {{{"$ref", "#"}}, {{"$ref", "#"}}}}}}}}}}});
     EXPECT_GT(checker.errors(nest(60, "a", 1).get()).size(), 60U);
     EXPECT_EQ(checker.errors(nest(2, "a", 1).get()).size(), 2U * 2 * 1 + 2 + 1);
+
+    // What "not" has taken back is found again, but not for ever.
+    Checker twice(R"({"not": {"$ref": "#/d"}, "$ref": "#/d", "d": {"type": "null", "properties": {"a": {
+                      "items": {"not": {"$ref": "#/d"}, "allOf": [{"$ref": "#/d"}]}}}, "items": {"$ref": "#"}}})"_json);
+    Lines const lines = twice.errors(json(33000, 1));
+    ASSERT_EQ(lines.size(), 33001U);
+    EXPECT_EQ(lines.back(), "#/32999: Expected 'null' but got 'integer'. [#/d]");
+    EXPECT_GT(twice.errors(nest(60, "a", 1).get()).size(), 60U);
 }
 
 TEST(JsonSchemaValidator, PathsAreTakenApartAndPutTogether)
