@@ -3,7 +3,8 @@
 
 #include <algorithm>
 #include <boost/regex.hpp>
-#include <new>
+#include <cstddef>
+#include <iterator>
 
 namespace Tavix {
 
@@ -32,11 +33,74 @@ bool isOneLine(std::string_view text)
     return std::none_of(text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r' || c == '\f'; });
 }
 
-// Where the engine notes what the groups have matched. Nobody asks for that, but it wants a place.
-boost::cmatch& scratch()
+// What one match may cost, in steps along the text: the engine's own estimate of what it needs, and never more than
+// its highest limit. Its limit alone counts states, one of which may compare the whole text, and its estimate
+// has no ceiling.
+long stepsFor(boost::regex const& regex, std::string_view text)
 {
-    static thread_local boost::cmatch results;
-    return results;
+    constexpr double kLeast = 100000;
+    constexpr double kMost = BOOST_REGEX_MAX_STATE_COUNT;
+    double const length = static_cast<double>(text.size());
+    double const states = static_cast<double>(regex.size());
+    return static_cast<long>(std::min(kLeast + length * std::max(length, states * states), kMost));
+}
+
+// A place in a text, for the engine. It counts the steps, and as it is no random access iterator the engine keeps to
+// its highest limit of states.
+class Position {
+public:
+    using iterator_category = std::bidirectional_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = char const*;
+    using reference = char const&;
+
+    Position() = default;
+    Position(char const* at, long& steps) : _at(at), _steps(&steps) {}
+
+    char const& operator*() const { return *_at; }
+    Position& operator++()
+    {
+        if (--*_steps < 0)
+            throw boost::regex_error(boost::regex_constants::error_complexity);
+        ++_at;
+        return *this;
+    }
+    Position operator++(int)
+    {
+        Position const before = *this;
+        ++*this;
+        return before;
+    }
+    Position& operator--()
+    {
+        --_at;
+        return *this;
+    }
+    Position operator--(int)
+    {
+        Position const before = *this;
+        --_at;
+        return before;
+    }
+    bool operator==(Position const& other) const { return _at == other._at; }
+    bool operator!=(Position const& other) const { return _at != other._at; }
+
+private:
+    char const* _at = nullptr;
+    long* _steps = nullptr;
+};
+
+// Lets the engine look at a text, as regex_search or regex_match do.
+template <class Engine>
+bool ask(std::string_view text, boost::regex const& regex, Engine engine)
+{
+    // Where the engine notes what the groups have matched. Nobody asks for that, but it wants a place.
+    static thread_local boost::match_results<Position> results;
+    long steps = stepsFor(regex, text);
+    // Whether any match exists is all that is asked, which match_any tells the engine.
+    return engine(Position(text.data(), steps), Position(text.data() + text.size(), steps), results, regex,
+                  boost::match_default | boost::match_any);
 }
 
 } // namespace
@@ -63,20 +127,17 @@ bool Pattern::isValid() const
     return _compiled->regex.status() == 0;
 }
 
-// Whether any match exists is all that is asked, which match_any tells the engine.
 bool Pattern::isFoundIn(std::string_view text) const
 {
     std::string const& beginning = _compiled->beginning;
     if (!beginning.empty() && isOneLine(text))
         return text.substr(0, beginning.size()) == beginning;
-    return boost::regex_search(text.data(), text.data() + text.size(), scratch(), _compiled->regex,
-                               boost::match_default | boost::match_any);
+    return ask(text, _compiled->regex, [](auto&&... all) { return boost::regex_search(all...); });
 }
 
 bool Pattern::matches(std::string_view text) const
 {
-    return boost::regex_match(text.data(), text.data() + text.size(), scratch(), _compiled->regex,
-                              boost::match_default | boost::match_any);
+    return ask(text, _compiled->regex, [](auto&&... all) { return boost::regex_match(all...); });
 }
 
 Pattern Patterns::get(std::string_view text)

@@ -38,8 +38,8 @@ enum class Kind;
 // under way for the same value, are errors of the list too.
 //
 // One thread at a time. "dependencies" may add a child to the schema tree, so validators that share one take turns
-// as well. Matching a pattern that backtracks without end throws std::runtime_error; the validator can be used
-// afterwards. Nothing else throws but std::bad_alloc.
+// as well. Matching a pattern that backtracks without end throws std::runtime_error, within seconds; the validator
+// can be used afterwards. Nothing else throws but std::bad_alloc.
 class TAVIX_API JsonSchemaValidator {
 public:
     static constexpr char kBadSchemaReference[] = "Bad schema reference '%s'.";

@@ -203,6 +203,10 @@ TEST(JsonSchemaValidator, APatternWithoutEndLeavesItUsable)
                             "#/b: Expected 'null' but got 'string'. [#/additionalProperties/anyOf/0]"));
     EXPECT_THAT(checker.errors(R"({"b": "aab"})"_json), ElementsAre());
     EXPECT_THAT(checker.errors(R"({"b": null, "c": "x"})"_json).size(), 3U);
+
+    // Each of its states compares the text from there on.
+    Checker backReferences(R"({"pattern": "^(a*?)(a*?)\\1\\2b"})"_json);
+    EXPECT_THROW(backReferences.errors(std::string(50000, 'a')), std::runtime_error);
 }
 
 std::unique_ptr<Element> nest(unsigned levels, char const* key, json const& innermost)
