@@ -87,7 +87,7 @@ std::string numberText(double value);
 
 } // namespace Schema
 
-struct JsonSchemaValidator::Run {
+struct TAVIX_HIDDEN JsonSchemaValidator::Run {
     struct Tentative {
         std::size_t messageAt; // in text
         std::size_t pathAt;
@@ -156,7 +156,7 @@ struct JsonSchemaValidator::Run {
 };
 
 // An operation that the end of the run has to wait for.
-class JsonSchemaValidator::Use {
+class TAVIX_HIDDEN JsonSchemaValidator::Use {
 public:
     explicit Use(Run& run) : _run(run) { ++run.users; }
     ~Use()
@@ -171,7 +171,7 @@ private:
     Run& _run;
 };
 
-struct JsonSchemaValidator::Step {
+struct TAVIX_HIDDEN JsonSchemaValidator::Step {
     Step(Run& owner, Element* value, MapElem* with)
         : run(owner), use(owner), up(owner.top), instance(value), schema(with), depth(up ? up->depth + 1 : 1),
           chain(up && up->instance == value ? up->chain + 1 : 1)
@@ -192,7 +192,7 @@ struct JsonSchemaValidator::Step {
 };
 
 // Between its begin and its end errors can be taken back.
-class JsonSchemaValidator::Tentatively {
+class TAVIX_HIDDEN JsonSchemaValidator::Tentatively {
 public:
     explicit Tentatively(JsonSchemaValidator& validator);
     ~Tentatively(); // an exception passes: the list has what was found before it, as far as memory allows

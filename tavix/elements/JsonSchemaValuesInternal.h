@@ -6,7 +6,7 @@
 namespace Tavix {
 
 // Of two values. Deeper than our readers allow it does not look: such values count as different.
-class JsonSchemaValidator::Comparison {
+class TAVIX_HIDDEN JsonSchemaValidator::Comparison {
 public:
     // Values of unknown kind go to the list of `reports`, unless that is null.
     Comparison(JsonSchemaValidator* reports, MapElem* schema) : _reports(reports), _schema(schema) {}

@@ -132,7 +132,7 @@ std::unique_ptr<Element> finish(ElementData& tag)
 } // namespace
 
 // The parse that is under way, and how the last one ended.
-struct XMLParser::Document {
+struct TAVIX_HIDDEN XMLParser::Document {
     struct Free {
         void operator()(XML_Parser expat) const { XML_ParserFree(expat); }
     };
