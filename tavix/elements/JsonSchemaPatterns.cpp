@@ -27,6 +27,16 @@ std::string_view beginningOf(std::string_view pattern)
     return pattern.substr(1);
 }
 
+// Whether any match exists is all that is asked. The engine finds that with less memory when match_any tells it,
+// which makes repeats lazy; but a look-ahead and its like would leave other groups behind then, for a later "\1".
+boost::match_flag_type flagsFor(std::string_view pattern)
+{
+    for (std::size_t at = 0; (at = pattern.find("(?", at)) != std::string_view::npos; at += 2)
+        if (pattern.substr(at, 3) != "(?:")
+            return boost::match_default;
+    return boost::match_default | boost::match_any;
+}
+
 // "^" matches behind each end of a line too.
 bool isOneLine(std::string_view text)
 {
@@ -93,26 +103,27 @@ private:
 
 // Lets the engine look at a text, as regex_search or regex_match do.
 template <class Engine>
-bool ask(std::string_view text, boost::regex const& regex, Engine engine)
+bool ask(std::string_view text, boost::regex const& regex, boost::match_flag_type flags, Engine engine)
 {
     // Where the engine notes what the groups have matched. Nobody asks for that, but it wants a place.
     static thread_local boost::match_results<Position> results;
     long steps = stepsFor(regex, text);
-    // Whether any match exists is all that is asked, which match_any tells the engine.
     return engine(Position(text.data(), steps), Position(text.data() + text.size(), steps), results, regex,
-                  boost::match_default | boost::match_any);
+                  flags);
 }
 
 } // namespace
 
 struct Pattern::Compiled {
-    Compiled(std::string_view text, boost::regex::flag_type flags)
-        : regex(text.data(), text.data() + text.size(), boost::regex::perl | boost::regex::no_except | flags),
-          beginning(beginningOf(text))
+    Compiled(std::string_view text, boost::regex::flag_type options)
+        : regex(text.data(), text.data() + text.size(),
+                boost::regex::perl | boost::regex::no_except | options),
+          flags(flagsFor(text)), beginning(beginningOf(text))
     {
     }
 
     boost::regex regex;
+    boost::match_flag_type flags;
     // Of a pattern that is "^" and plain characters: those. Empty otherwise.
     std::string beginning;
 };
@@ -132,12 +143,14 @@ bool Pattern::isFoundIn(std::string_view text) const
     std::string const& beginning = _compiled->beginning;
     if (!beginning.empty() && isOneLine(text))
         return text.substr(0, beginning.size()) == beginning;
-    return ask(text, _compiled->regex, [](auto&&... all) { return boost::regex_search(all...); });
+    return ask(text, _compiled->regex, _compiled->flags,
+               [](auto&&... all) { return boost::regex_search(all...); });
 }
 
 bool Pattern::matches(std::string_view text) const
 {
-    return ask(text, _compiled->regex, [](auto&&... all) { return boost::regex_match(all...); });
+    return ask(text, _compiled->regex, _compiled->flags,
+               [](auto&&... all) { return boost::regex_match(all...); });
 }
 
 Pattern Patterns::get(std::string_view text)
