@@ -18,7 +18,7 @@ namespace Tavix {
 //     writeData() == -1   the connection is broken
 //     writeData() == 0    remove the write watch; checkSendQueue() == 0: done; 1: once more
 //
-// readData belongs to the loop's thread. sendMessage, writeData and checkSendQueue may be called on any
+// readData belongs to the loop's thread. sendMessage, writeData and the like may be called on any
 // thread; messages leave whole and in the order in which they were queued.
 //
 // A break (end of file, a socket error, a frame size that cannot be) is told once, by the broken callback, on
@@ -50,12 +50,17 @@ public:
     // length.
     int writeData();
 
-    // The same over and over, until the queue is empty, the socket is full or `limit` messages are done.
-    int writeMessages(int limit);
+    // The same over and over, until the queue is empty, the socket is full or `sends` sends are made. Each send
+    // also takes what is queued behind the current message, up to a limit, so small messages leave many at a time.
+    int writeMessages(int sends);
 
     // Queues the message behind all others; sends nothing. RESULT_MESSAGE_TOO_LARGE when it is above the
     // limit and was not queued.
     Result sendMessage(SharedPtr<Message> const& message);
+
+    // sendMessage and checkSendQueue in one: the message itself becomes current when none is and none is queued.
+    // Waits for a send by another thread.
+    Result postMessage(SharedPtr<Message> const& message);
 
     // Makes the next message of the queue current: 1, or 0 when one is current already or none is queued.
     int checkSendQueue();
@@ -96,11 +101,12 @@ private:
     void _takeMessage(SharedPtr<Message>* message);
     void resetReadState();
 
-    void startWriteState(SharedPtr<Message>&& message);
+    void startWriteState(SharedPtr<Message> message);
     void resetWriteState();
     int _checkSendQueue();
-    bool _writeCurrent();
-    long _sendCurrent();
+    int _write(int sends, bool gathering);
+    bool _writeOnce(bool gathering, bool& full);
+    void _countSent(size_t sent);
 
     void handleBrokenConnection();
 

@@ -32,8 +32,8 @@ namespace Tavix {
 
 namespace {
 
-// How many messages leave for one client before the others have their turn.
-const int kMessagesPerTurn = 64;
+// How many sends are made for one client before the others have their turn.
+const int kSendsPerTurn = 64;
 
 // Client ids grow through all buses of the process, so that an id names one connection only.
 std::atomic<int> _nextClientId{1};
@@ -263,7 +263,7 @@ void TavixBus::writeSource(void** source)
 void TavixBus::writeConnection(Connection* connection, void** source)
 {
     connection->checkSendQueue();
-    int unsent = connection->writeMessages(kMessagesPerTurn);
+    int unsent = connection->writeMessages(kSendsPerTurn);
     if (unsent == -1)
         return; // gone, and deleted
     const bool waits = unsent > 0;
@@ -283,7 +283,7 @@ bool TavixBus::sendTo(int clientId, SharedPtr<Message> const& message)
         return false;
     Connection* connection = *found;
     // A refusal for size drops the message: its sender was within the limit for reading by less than 4 bytes.
-    connection->sendMessage(message);
+    connection->postMessage(message);
     // A full socket costs its senders nothing: the loop reports when it takes more.
     if (!connection->isWatchedForWriting())
         writeConnection(connection, connection->getSource());

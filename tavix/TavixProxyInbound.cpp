@@ -24,8 +24,8 @@ namespace Tavix {
 
 namespace {
 
-// How many messages leave before the loop looks at other sources.
-const int kMessagesPerTurn = 64;
+// How many sends are made before the loop looks at other sources.
+const int kSendsPerTurn = 64;
 
 std::string textOf(MapElem const* map, char const* key)
 {
@@ -82,7 +82,7 @@ void TavixProxy::sourceWrite(std::shared_ptr<ProxyLink> const& link)
             return; // torn down
         // 0 says that the queue was empty; what another thread queues from now on it pumps itself.
         link->connection.checkSendQueue();
-        unsent = link->connection.writeMessages(kMessagesPerTurn);
+        unsent = link->connection.writeMessages(kSendsPerTurn);
         if (unsent > 0)
             _pollLoopIf->sourceAddWatch(link->source, kWriteWatch);
         else if (unsent == 0)

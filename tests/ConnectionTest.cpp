@@ -36,10 +36,10 @@ SharedPtr<Message> makeMessage(std::string const& frame)
 }
 
 // What an owner does after sendMessage: -1 when the connection broke, 1 when the socket is full, 0 when done.
-int pump(Connection& connection)
+int pump(Connection& connection, int sends = 0)
 {
     for (;;) {
-        const int unsent = connection.writeData();
+        const int unsent = sends ? connection.writeMessages(sends) : connection.writeData();
         if (unsent != 0)
             return unsent < 0 ? -1 : 1;
         if (connection.checkSendQueue() == 0)
@@ -137,6 +137,45 @@ TEST_F(ConnectionTest, writesOneMessageAfterTheOther)
     EXPECT_EQ(0, connection->writeData());
 }
 
+TEST_F(ConnectionTest, oneSendTakesWhatIsQueuedUpToALimit)
+{
+    std::string expected;
+    std::string received;
+    auto receive = [&](size_t most) {
+        std::string buffer(most, 0);
+        const ssize_t got = read(sockets->far(), buffer.data(), most);
+        received.append(buffer, 0, got > 0 ? static_cast<size_t>(got) : 0);
+    };
+    auto queue = [&](unsigned length, bool post = false) {
+        const std::string frame = makeFrame(length, length, static_cast<char>('a' + length % 23));
+        expected += frame;
+        SharedPtr<Message> message = makeMessage(frame);
+        EXPECT_EQ(0, post ? connection->postMessage(message) : connection->sendMessage(message));
+    };
+    queue(13, true); // is current at once
+    for (unsigned length = 14; length < 20; ++length)
+        queue(length, length == 16);
+    EXPECT_EQ(0, connection->checkSendQueue());
+    EXPECT_EQ(0, connection->writeMessages(1));
+    for (unsigned length = 0; length < 200; ++length)
+        queue(13);
+    connection->checkSendQueue();
+    EXPECT_EQ(17, connection->writeMessages(1));
+    receive(100000);
+
+    // A socket that is full again and again ends a send anywhere in the messages.
+    setSocketBufferSize(connection->getFd(), 4096);
+    for (unsigned i = 0; i < 2000; ++i)
+        queue(i % 400 == 399 ? 70000 : 13 + i * i % 1499);
+    for (int result = 1; result == 1; receive(711))
+        result = pump(*connection, 2);
+    for (size_t before = 0; before != received.size();) {
+        before = received.size();
+        receive(100000);
+    }
+    EXPECT_TRUE(expected == received);
+}
+
 // Found by the reader in half a frame, and by the writer with one message in the socket and one in the queue.
 TEST_F(ConnectionTest, callbackMayDeleteTheConnection)
 {
@@ -171,11 +210,12 @@ TEST_F(ConnectionTest, messagesOfTwoThreadsStayWholeAndInOrder)
     Connection peer(1, dup(sockets->far()), nullptr, nullptr);
     setSocketBufferSize(peer.getFd(), 4096);
     auto send = [&](char fill) {
+        const int sends = fill == 'a' ? 0 : 3;
         for (unsigned i = 0; i < kCount; ++i) {
             peer.sendMessage(makeMessage(makeFrame(13 + 9 * i, 13 + 9 * i, fill)));
-            pump(peer);
+            pump(peer, sends);
         }
-        while (pump(peer) > 0)
+        while (pump(peer, sends) > 0)
             std::this_thread::yield();
     };
     std::thread first(send, 'a');
