@@ -2,6 +2,9 @@
 // field in front and a zero byte behind; the buffer becomes the message, so a forwarded frame is never
 // copied.
 //
+// With read-ahead both are taken from the bytes that one read has brought, and only the rest of a large frame is
+// still read by itself. What a callback leaves of a small frame is already in that frame's buffer.
+//
 // handleBrokenConnection may end in the deletion of the connection: it is called last and without locks.
 #include "tavix/Connection.h"
 
@@ -10,9 +13,11 @@
 #include "tavix/elements/EESFormat.h"
 #include "tavix/foundation/Check.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -22,6 +27,9 @@ namespace Tavix {
 namespace {
 
 constexpr unsigned kMinBodyLength = kHeaderLength - kSizeFieldLength;
+
+// What is read ahead behind a large frame.
+constexpr unsigned kReadAheadOfLarge = 256;
 
 } // namespace
 
@@ -66,23 +74,44 @@ int Connection::readData(SharedPtr<Message>* message)
     return 0;
 }
 
+void Connection::readAhead()
+{
+    _ahead.reset(new (std::nothrow) unsigned char[kReadAhead]);
+}
+
 // Each of the reading steps answers false when the connection is broken.
 bool Connection::_readFrame()
 {
+    if (_ahead && !_refill())
+        return false;
     if (!_pendingRequestBuffer && !_readSize())
         return false;
     return !_pendingRequestBuffer || _readBody();
 }
 
+// One read, unless there is something left, or a large frame is being read. Large frames come in succession: what was
+// read of one ahead has to be copied.
+bool Connection::_refill()
+{
+    if (hasReadAhead() || (_pendingRequestBuffer && _messageLength >= kLargeFrame))
+        return true;
+    _aheadBegin = _aheadEnd = 0;
+    return _receive(_ahead.get(), _lastWasLarge ? kReadAheadOfLarge : kReadAhead, _aheadEnd);
+}
+
 bool Connection::_readSize()
 {
-    if (!_readBytes(_sizeField + _headerRead, kSizeFieldLength - _headerRead, _headerRead))
+    const unsigned missing = kSizeFieldLength - _headerRead;
+    if (_ahead)
+        _takeAhead(_sizeField + _headerRead, missing, _headerRead);
+    else if (!_receive(_sizeField + _headerRead, missing, _headerRead))
         return false;
     if (_headerRead < kSizeFieldLength)
         return true;
     _messageLength = readBigEndian32(_sizeField);
     if (!_acceptSize())
         return false;
+    _lastWasLarge = _messageLength >= kLargeFrame;
     auto* pendingRequestBuffer =
         static_cast<unsigned char*>(allocateFrame(_messageLength + kSizeFieldLength + 1));
     TAVIX_CHECK(pendingRequestBuffer, "pendingRequestBuffer != __null");
@@ -109,12 +138,26 @@ bool Connection::_acceptSize()
 
 bool Connection::_readBody()
 {
-    return _readBytes(_pendingRequestBuffer + kSizeFieldLength + _bodyRead, _messageLength - _bodyRead,
-                      _bodyRead);
+    unsigned char* const body = _pendingRequestBuffer + kSizeFieldLength;
+    if (_ahead) {
+        _takeAhead(body + _bodyRead, _messageLength - _bodyRead, _bodyRead);
+        if (_bodyRead == _messageLength || _messageLength < kLargeFrame)
+            return true;
+    }
+    return _receive(body + _bodyRead, _messageLength - _bodyRead, _bodyRead);
+}
+
+// As much as is there.
+void Connection::_takeAhead(unsigned char* target, unsigned missing, unsigned& count)
+{
+    const unsigned taken = std::min(missing, _aheadEnd - _aheadBegin);
+    std::memcpy(target, _ahead.get() + _aheadBegin, taken);
+    _aheadBegin += taken;
+    count += taken;
 }
 
 // One read, counted; an empty socket counts nothing.
-bool Connection::_readBytes(unsigned char* target, unsigned missing, unsigned& count)
+bool Connection::_receive(unsigned char* target, unsigned missing, unsigned& count)
 {
     ssize_t got;
     do {

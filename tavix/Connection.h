@@ -6,6 +6,7 @@
 #include <tavix/foundation/SharedPtr.h>
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 namespace Tavix {
@@ -44,6 +45,17 @@ public:
     // One step of receiving, at most one message: 0, or -1 when the connection is broken. *message holds the
     // message when its last byte has been read, else nothing.
     int readData(SharedPtr<Message>* message);
+
+    // From now on readData takes what is there, up to kReadAhead bytes, out of one read, and hands it out message by
+    // message. No loop reports what was read ahead, so in each callback the owner repeats readData while
+    // hasReadAhead(). That costs it two reads at most: the rest of a frame of kLargeFrame bytes and more is read
+    // straight into the message. Stays off without memory. To be called before the first readData.
+    void readAhead();
+
+    // readData goes on without a read.
+    bool hasReadAhead() const { return _aheadBegin != _aheadEnd; }
+
+    static constexpr unsigned kReadAhead = 16384;
 
     // One send of the current message: the bytes of it still unsent, 0 when there is none, -1 when the
     // connection is broken. When a message is done the next one becomes current, and the answer is that one's
@@ -94,10 +106,12 @@ private:
     struct SendQueue;
 
     bool _readFrame();
+    bool _refill();
     bool _readSize();
     bool _acceptSize();
     bool _readBody();
-    bool _readBytes(unsigned char* target, unsigned missing, unsigned& count);
+    void _takeAhead(unsigned char* target, unsigned missing, unsigned& count);
+    bool _receive(unsigned char* target, unsigned missing, unsigned& count);
     void _takeMessage(SharedPtr<Message>* message);
     void resetReadState();
 
@@ -125,6 +139,12 @@ private:
     unsigned _messageLength = 0;                    // the size field's value, once it is complete
     unsigned _bodyRead = 0;                         // bytes behind the size field that have come
     unsigned char* _pendingRequestBuffer = nullptr; // owned; null before the size field is complete
+
+    // What was read ahead: of the loop's thread, and empty between the owner's callbacks.
+    std::unique_ptr<unsigned char[]> _ahead; // null unless the owner asked for it
+    unsigned _aheadBegin = 0;
+    unsigned _aheadEnd = 0;
+    bool _lastWasLarge = false;
 
     // The message being sent: guarded by the write lock.
     SharedPtr<Message> _currentMessage; // empty when none is

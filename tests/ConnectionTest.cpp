@@ -61,6 +61,8 @@ protected:
         sockets = std::make_unique<SocketPair>();
         setBlocking(sockets->near());
         connection.reset(new Connection(7, sockets->giveNear(), onBroken, this));
+        if (ahead)
+            connection->readAhead();
     }
 
     void sendRaw(std::string const& bytes)
@@ -80,26 +82,85 @@ protected:
         return std::string(reinterpret_cast<char*>(message->data), message->size);
     }
 
+    // What an owner that reads ahead does in a callback.
+    std::vector<std::string> readAll()
+    {
+        std::vector<std::string> frames;
+        do {
+            frames.push_back(readOnce());
+            if (frames.back().empty())
+                frames.pop_back();
+        } while (result == 0 && connection->hasReadAhead());
+        return frames;
+    }
+
     void SetUp() override { reconnect(); }
 
     std::unique_ptr<SocketPair> sockets;
     std::unique_ptr<Connection> connection;
     int result = 0;
     int breaks = 0;
+    bool ahead = false;
 };
 
 TEST_F(ConnectionTest, framesArriveWholeAndOnePerCall)
 {
     const std::string first = makeFrame(20, 20, 'a');
     const std::string second = makeFrame(13, 13, 'b');
-    for (std::size_t i = 0; i + 1 < first.size(); ++i) {
-        sendRaw(first.substr(i, 1));
-        EXPECT_EQ("", readOnce());
+    for (bool mode : {false, true}) {
+        ahead = mode;
+        reconnect();
+        for (std::size_t i = 0; i + 1 < first.size(); ++i) {
+            sendRaw(first.substr(i, 1));
+            EXPECT_EQ("", readOnce());
+        }
+        sendRaw("a" + second + second + std::string(2, 0));
+        for (std::string const& expected : {first, second, second, std::string()})
+            EXPECT_EQ(expected, readOnce());
+        EXPECT_EQ(0, result);
     }
-    sendRaw("a" + second + second + std::string(2, 0));
-    for (std::string const& expected : {first, second, second, std::string()})
-        EXPECT_EQ(expected, readOnce());
-    EXPECT_EQ(0, result);
+}
+
+TEST_F(ConnectionTest, readingAheadLeavesNoWholeFrameBehindAndLosesNoHalf)
+{
+    ahead = true;
+    const std::vector<std::string> frames = {makeFrame(13, 13, 'a'), makeFrame(21, 21, 'b'),
+                                             makeFrame(16, 16, 'c')};
+    const std::string all = frames[0] + frames[1] + frames[2];
+    for (std::size_t cut = 1; cut < all.size(); ++cut) {
+        reconnect();
+        sendRaw(all.substr(0, cut));
+        std::vector<std::string> received = readAll();
+        EXPECT_EQ((cut >= 17) + (cut >= 17 + 25), static_cast<int>(received.size())) << cut;
+        sendRaw(all.substr(cut));
+        for (std::string const& frame : readAll())
+            received.push_back(frame);
+        EXPECT_EQ(frames, received) << cut;
+    }
+    for (unsigned around : {0x100u, Connection::kReadAhead, 2 * Connection::kReadAhead}) {
+        for (unsigned length = around - 30; length < around + 10; ++length) {
+            reconnect();
+            const std::string frame = makeFrame(length, length, 'd');
+            for (int i = 0; i < 3; ++i)
+                sendRaw(frames[1] + frame);
+            std::string received;
+            for (int callbacks = 0; callbacks < 8; ++callbacks) {
+                for (std::string const& next : readAll())
+                    received += next;
+            }
+            EXPECT_TRUE(frames[1] + frame + frames[1] + frame + frames[1] + frame == received) << length;
+        }
+    }
+
+    reconnect();
+    std::string flood;
+    for (int i = 0; i < 2000; ++i)
+        flood += frames[0];
+    sendRaw(flood + std::string(4, 0));
+    EXPECT_EQ(Connection::kReadAhead / 17, readAll().size());
+    EXPECT_EQ(2000 - Connection::kReadAhead / 17, readAll().size() + readAll().size());
+    EXPECT_EQ(-1, result);
+    EXPECT_EQ(1, breaks);
 }
 
 TEST_F(ConnectionTest, sizesThatCannotBeBreakTheConnectionOnce)
