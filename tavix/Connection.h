@@ -96,6 +96,10 @@ public:
     bool isWatchedForWriting() const { return _watchedForWriting; }
     void setWatchedForWriting(bool watched) { _watchedForWriting = watched; }
 
+    // Another one: that it owes the connection a write.
+    bool isDueForWriting() const { return _dueForWriting; }
+    void setDueForWriting(bool due) { _dueForWriting = due; }
+
     // Ends both directions of the socket and keeps the descriptor: a reader finds the end of file. Any
     // thread.
     void shutdownSocket();
@@ -126,6 +130,7 @@ private:
 
     void** _source = nullptr;
     bool _watchedForWriting = false;
+    bool _dueForWriting = false;
     const int _fd;
     const int _clientId;
     void (*const _brokenCallback)(Connection*, void*);

@@ -1,10 +1,10 @@
 // The frame of the bus: construction, listeners, the tables of connections, the one way in and the one way
 // out of a connection, and the clean-up behind a client that has gone.
 //
-// The hazard is re-entrancy. Any write can find its connection broken and runs that client's whole clean-up
-// before it returns, which changes the tables and writes to other clients, which may be gone as well. So
-// nothing here holds a Connection, an iterator or a reference into a table across a write: what a walk needs
-// is taken out first, and connections are looked up again by client id or source.
+// A callback of the loop takes what one bounded read brings from a client, routes all of it, and then sends: once
+// for each client that has been given something. Whoever routes only queues, so tables, lists and connections stay
+// as they are meanwhile. A connection breaks in one of two places, in the reading from it or in a flush; its client's
+// clean-up runs there at once, and only queues as well. A handler that flushes holds nothing across that.
 
 #include "tavix/TavixBus.h"
 
@@ -18,6 +18,7 @@
 #include "tavix/TavixProxy.h"
 #include "tavix/TvxObjectInternal.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -26,7 +27,7 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <vector>
+#include <utility>
 
 namespace Tavix {
 
@@ -220,6 +221,7 @@ void TavixBus::addConnection(int fd)
         return;
     }
     connection->setSource(source);
+    connection->readAhead();
     _connectionsByClientId.insert(id, connection.get());
     _connectionsBySource.insert(source, connection.release());
     ++_connectionCount;
@@ -234,33 +236,55 @@ void TavixBus::sourceReadOrWrite(void** source)
 {
     if (_listeningPaused)
         resumeListening();
-    Connection** connection = _connectionsBySource.find(source);
-    if (!connection)
+    Connection** found = _connectionsBySource.find(source);
+    if (!found)
         return;
+    Connection* connection = *found;
     bool readable = false;
+    bool writable = false;
     _pollLoop->sourceIsReadable(source, readable);
-    if (readable) {
-        SharedPtr<Message> message;
-        if ((*connection)->readData(&message) == -1)
-            return;
+    _pollLoop->sourceIsWritable(source, writable);
+    const bool gone = readable && !readConnection(connection);
+    if (writable && !gone)
+        flushLater(connection);
+    flush();
+}
+
+// What one read brings. False when the connection has broken: it is deleted.
+bool TavixBus::readConnection(Connection* connection)
+{
+    SharedPtr<Message> message;
+    _reading = connection;
+    do {
+        connection->readData(&message);
         if (message.get())
             handleReceivedMessage(message);
-        if (!_connectionsBySource.find(source)) // handling may have broken any connection
-            return;
-    }
-    bool writable = false;
-    _pollLoop->sourceIsWritable(source, writable);
-    if (writable)
-        writeSource(source);
+    } while (_reading && connection->hasReadAhead());
+    return std::exchange(_reading, nullptr) != nullptr;
 }
 
-void TavixBus::writeSource(void** source)
+// A write may find its connection broken, whose clean-up may bring further connections into the list.
+void TavixBus::flush()
 {
-    if (Connection** connection = _connectionsBySource.find(source))
-        writeConnection(*connection, source);
+    for (size_t i = 0; i < _toFlush.size(); ++i) {
+        Connection* connection = _toFlush[i];
+        if (!connection)
+            continue;
+        connection->setDueForWriting(false);
+        writeConnection(connection);
+    }
+    _toFlush.clear();
 }
 
-void TavixBus::writeConnection(Connection* connection, void** source)
+void TavixBus::flushLater(Connection* connection)
+{
+    if (connection->isDueForWriting())
+        return;
+    connection->setDueForWriting(true);
+    _toFlush.push_back(connection);
+}
+
+void TavixBus::writeConnection(Connection* connection)
 {
     connection->checkSendQueue();
     int unsent = connection->writeMessages(kSendsPerTurn);
@@ -271,9 +295,9 @@ void TavixBus::writeConnection(Connection* connection, void** source)
         return;
     connection->setWatchedForWriting(waits);
     if (waits)
-        _pollLoop->sourceAddWatch(source, kWriteWatch);
+        _pollLoop->sourceAddWatch(connection->getSource(), kWriteWatch);
     else
-        _pollLoop->sourceRemoveWatch(source, kWriteWatch);
+        _pollLoop->sourceRemoveWatch(connection->getSource(), kWriteWatch);
 }
 
 bool TavixBus::sendTo(int clientId, SharedPtr<Message> const& message)
@@ -286,7 +310,7 @@ bool TavixBus::sendTo(int clientId, SharedPtr<Message> const& message)
     connection->postMessage(message);
     // A full socket costs its senders nothing: the loop reports when it takes more.
     if (!connection->isWatchedForWriting())
-        writeConnection(connection, connection->getSource());
+        flushLater(connection);
     return true;
 }
 
@@ -308,24 +332,16 @@ void TavixBus::connectionBroken(Connection* connection)
     _pollLoop->deleteSource(source);
     _connectionsBySource.remove(source);
     _connectionsByClientId.remove(clientId);
+    if (_reading == connection)
+        _reading = nullptr;
+    std::replace(_toFlush.begin(), _toFlush.end(), connection, static_cast<Connection*>(nullptr));
     --_connectionCount;
     _pendingCalls->dropByCaller(clientId);
     _pendingCalls->orphan(clientId);
-    answerOrphanedCalls();
-    _eventObservers->purgeClient(clientId);
-}
-
-// A reply may find its own receiver gone, whose clean-up then runs inside the write and leaves its calls here: the
-// outermost clean-up answers them all, so the stack does not grow with the number of clients that go together.
-void TavixBus::answerOrphanedCalls()
-{
-    if (_answeringOrphans)
-        return;
-    _answeringOrphans = true;
     PendingCall call;
     while (_pendingCalls->takeOrphan(call))
         sendFailure(call.callerClientId, call.messageId, PROXY_CONNECTION_ERROR, "Object connection broken");
-    _answeringOrphans = false;
+    _eventObservers->purgeClient(clientId);
 }
 
 void TavixBus::reloadActivationConfig(char const* directory)

@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Tavix {
 
@@ -81,11 +82,12 @@ private:
     int takeClientId() const;
 
     void sourceReadOrWrite(void** source);
-    void writeSource(void** source);
-    void writeConnection(Connection* connection, void** source);
+    bool readConnection(Connection* connection);
+    void flush();
+    void flushLater(Connection* connection);
+    void writeConnection(Connection* connection);
     bool sendTo(int clientId, SharedPtr<Message> const& message);
     void connectionBroken(Connection* connection);
-    void answerOrphanedCalls();
 
     void handleReceivedMessage(SharedPtr<Message> const& message);
     void peekMessage(SharedPtr<Message> const& message, RoutingFields& fields) const;
@@ -107,7 +109,6 @@ private:
     using Table = Ferrule::DynamicLookupTable<V, K, Ferrule::LessOperator<K>>;
 
     std::unique_ptr<PendingCalls> _pendingCalls;
-    bool _answeringOrphans = false;
     std::unique_ptr<EventObservers> _eventObservers;
     void** _tcpSource = nullptr; // null while there is no such listener
     void** _udsSource = nullptr;
@@ -118,6 +119,8 @@ private:
     // Every connection stands in both tables, and its Connection knows its source.
     Table<Connection*, int> _connectionsByClientId;
     Table<Connection*, void**> _connectionsBySource;
+    Connection* _reading = nullptr;    // whose messages are being routed; null when it has gone
+    std::vector<Connection*> _toFlush; // each once, null when it has gone; empty between the loop's callbacks
     SharedPtr<PollLoopIf> _pollLoop;
     const int _socketBufferSize;
     std::unique_ptr<TavixProxy> _proxy; // the bus's own client, at the other end of a socket pair

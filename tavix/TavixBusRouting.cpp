@@ -18,7 +18,6 @@
 #include "tavix/elements/ExceptionElem.h"
 #include "tavix/elements/NullElem.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -138,12 +137,14 @@ void TavixBus::handleAddSharedObjectServer(SharedPtr<Message> const& message, Ro
     releaseDeferredCalls(name);
 }
 
-// The new owner may go while it gets its first calls: the rest of them start it anew, and wait again.
 void TavixBus::releaseDeferredCalls(std::string_view name)
 {
     std::vector<ActivationPending::Method> calls = _activationPending->take(name);
-    if (!calls.empty())
-        printLine("Invoking methods deferred pending ", name, " activation");
+    if (calls.empty())
+        return;
+    // An owner that has gone already is found here, and the calls start it anew, and wait again.
+    flush();
+    printLine("Invoking methods deferred pending ", name, " activation");
     for (ActivationPending::Method& call : calls)
         handleMethodCallServer(call.message, call.fields);
 }
@@ -185,12 +186,8 @@ void TavixBus::handleSendEvent(SharedPtr<Message> const& message, RoutingFields&
         _eventObservers->findObserverList(textOf(fields.objName), textOf(fields.event));
     if (!observers)
         return;
-    // A copy: writing to one observer can break its connection, which changes the list. It holds clients that
-    // are connected, each once.
-    int clients[kMaxConnections];
-    int* const end = std::copy(observers->begin(), observers->end(), clients);
-    for (int* client = clients; client != end; ++client)
-        sendTo(*client, message);
+    for (int client : *observers)
+        sendTo(client, message);
 }
 
 void TavixBus::sendResponse(int clientId, unsigned replyClientId, unsigned messageId, Element* result)

@@ -244,6 +244,57 @@ TEST(TavixBus, observersDieInTheMiddleOfAFanOut)
     }
 }
 
+TEST(TavixBus, aFloodKeepsItsOrderAndLetsABystanderIn)
+{
+    TestBus bus;
+    RawClient owner = bus.connectOwner({"clock"});
+    RawClient flooder = bus.connect();
+    RawClient bystander = bus.connect();
+    bus.settle();
+    std::string flood;
+    const size_t length = makeRequest(CallMethod, 0, "clock", "now").size();
+    for (unsigned id = 10; id < 1000; ++id)
+        flood += makeRequest(CallMethod, id, "clock", "now");
+    const size_t half = flood.size() - length / 2;
+    flooder.send(flood.substr(0, half));
+    bystander.send(makeRequest(CallMethod, 5, "clock", "now"));
+    size_t before = flood.size();
+    for (unsigned id = 10; id < 1000; ++id) {
+        if (id == 999)
+            flooder.send(flood.substr(half));
+        Frame frame = owner.receive();
+        if (frame.id == 5) {
+            before = id - 10;
+            frame = owner.receive();
+        }
+        ASSERT_EQ(id, frame.id);
+    }
+    EXPECT_LE(before, Connection::kReadAhead / length);
+}
+
+// It is owed an answer when its own bytes, or the flush, break it; an owner registers with calls waiting behind it.
+TEST(TavixBus, aClientMayBreakInTheBatchThatIsBeingRouted)
+{
+    TestBus bus;
+    RawClient bystander = bus.connect();
+    for (bool closing : {true, false}) {
+        RawClient client = bus.connect();
+        RawClient owner = bus.connectOwner({"door"});
+        const std::string unanswered = makeRequest(CallMethod, 7, "nobody", "now");
+        bystander.send(makeRequest(CallMethod, 8, "door", "open"));
+        EXPECT_EQ("callMethod 8 door.open null", owner.hear());
+        client.send(unanswered + makeRequest(CallMethod, 9, "door", "open") + bigEndian(0) + unanswered);
+        owner.send(unanswered + makeRequest(CallMethod, 9, "door", "open") + bigEndian(0));
+        if (closing) {
+            client.close();
+            owner.close();
+        }
+        EXPECT_EQ("8: !2 Object connection broken", bystander.hear());
+        EXPECT_TRUE(isServed(bystander));
+        EXPECT_EQ(2u, connectionsOf(bus).size());
+    }
+}
+
 TEST(TavixBus, anObserverThatDoesNotReadGetsEverythingInOrderLater)
 {
     TestBus bus;
