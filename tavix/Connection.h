@@ -49,7 +49,7 @@ public:
     // From now on readData takes what is there, up to kReadAhead bytes, out of one read, and hands it out message by
     // message. No loop reports what was read ahead, so in each callback the owner repeats readData while
     // hasReadAhead(). That costs it two reads at most: the rest of a frame of kLargeFrame bytes and more is read
-    // straight into the message. Stays off without memory. To be called before the first readData.
+    // straight into the message. Stays off without memory, and with TAVIX_READ_AHEAD=0 in the environment. To be called before the first readData.
     void readAhead();
 
     // readData goes on without a read.

@@ -29,10 +29,14 @@ namespace Tavix {
 // so a break that one thread finds never pulls the object away under another that is inside readData or
 // writeData.
 struct ProxyLink {
-    ProxyLink(int fd, unsigned linkId) : connection(0, fd, nullptr, nullptr), id(linkId) {}
+    ProxyLink(int fd, unsigned linkId) : connection(0, fd, nullptr, nullptr), id(linkId)
+    {
+        connection.readAhead();
+    }
 
     Connection connection;
     void** source = nullptr; // guarded by writeLock once the link is in use; null after the tear-down
+    bool recalled = false;   // the loop is to call back in any case; guarded by writeLock
     const unsigned id;       // counts the proxy's connections from 1
 };
 

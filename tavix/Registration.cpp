@@ -2,6 +2,7 @@
 // calls on two threads that end each other's registrations would wait for ever: therefore whoever waits is
 // listed, and the one that would close the circle does not wait.
 
+#include "tavix/ProxyFrameInternal.h"
 #include "tavix/RegistrationInternal.h"
 
 namespace Tavix {
@@ -44,6 +45,7 @@ void Registration::retire()
         _lock.unlock();
         return;
     }
+    ProxyFrame::flushAll(); // the call may wait for it
     Waiting self{pthread_self(), this, nullptr};
     {
         std::lock_guard<std::mutex> guard(_waitingLock);

@@ -221,21 +221,6 @@ void cm_callback(ResponseData const* r, void* state)
     call->sem.post();
 }
 
-void TavixProxy::wait(Ferrule::Semaphore& sem)
-{
-    while (!sem.tryWait())
-        _pollLoopIf->iterate();
-}
-
-void TavixProxy::wait(sem_t* sem)
-{
-    TAVIX_CHECK(sem != nullptr, "sem != __null");
-    while (sem_trywait(sem) != 0) {
-        if (errno != EINTR)
-            _pollLoopIf->iterate();
-    }
-}
-
 RemoteProxyResult TavixProxy::getResultCode(EESVisitor::Result r) const
 {
     return r == 1 ? PROXY_MEMORY_ERROR : PROXY_OK;
@@ -312,12 +297,12 @@ CoreRequest* TavixProxy::sendRequest(RequestData& requestData, CoreRequest* core
     }
 
     SharedPtr<Message> message(new Message(requestData.frame));
-    if (link->connection.sendMessage(message) != 0)
+    if (link->connection.postMessage(message) != 0)
         result = PROXY_REQUEST_TOO_LARGE;
     else if (waits && _private->linkId != link->id)
         result = PROXY_CONNECTION_ERROR;
     else if (_private->queueingThread != pthread_self())
-        sourceWrite(link);
+        sendQueued(link);
 
     if (!waits)
         return nullptr;

@@ -41,6 +41,10 @@ struct ProxyLink;
 // A blocking call may be made from inside a handler or a callback: it runs the loop further, and other
 // inbound messages are dispatched meanwhile. There is no time-out: a call ends with its answer or with its
 // connection.
+//
+// What callbacks of a proxy send on the loop's thread leaves together: when the callbacks for what has come in are
+// through, before a blocking call or another pass of the loop in one of them, and at exit(). flush() sends it at
+// once. Everywhere else a message leaves at once.
 class TAVIX_API TavixProxy : public Ferrule::BasicSingleton<TavixProxy> {
 public:
     // An interface for tracing traffic; the elements are lent for the call. Called on the thread that sends
@@ -116,6 +120,10 @@ public:
     virtual RemoteProxyResult callMethodAsync(ResponseCallback callback, void* userData,
                                               std::string const& objName, std::string const& method,
                                               std::string const& format, ...);
+
+    // Sends at once what callbacks have sent up to here. For a callback that goes on for long, or waits for the effect
+    // of it in another way than through a proxy or the loop. Any thread.
+    void flush();
 
     // Runs the loop until the semaphore can be taken.
     virtual void wait(Ferrule::Semaphore& sem);
@@ -218,7 +226,13 @@ private:
     bool watch(ProxyLink& link);
     static void sourceCallback(void** source, void* proxy);
     void sourceReadOrWrite(void** source);
-    void sourceRead();
+    void takeTurn(std::shared_ptr<ProxyLink> const& link, bool readable);
+    void sourceRead(std::shared_ptr<ProxyLink> const& link);
+    void endTurn(std::shared_ptr<ProxyLink> const& link);
+    void recall(std::shared_ptr<ProxyLink> const& link);
+    void updateWriteWatch(ProxyLink& link, bool watched);
+    void sendQueued(std::shared_ptr<ProxyLink> const& link);
+    void passInWait();
     void sourceWrite();
     void sourceWrite(std::shared_ptr<ProxyLink> const& link);
     void handleReceivedMessage(SharedPtr<Message> const& message, unsigned connectionId);

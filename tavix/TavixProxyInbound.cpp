@@ -1,6 +1,5 @@
-// The receiving half and the pump of the send queue: what the loop reports is read one message at a time,
-// decoded, and told apart as a call or event, a response, or the request for a descriptor transfer. The end
-// of a connection has one winner, the thread that takes the link out of the proxy; it alone completes the
+// The receiving half: a message is decoded, and told apart as a call or event, a response, or the request for a
+// descriptor transfer. The end of a connection has one winner, the thread that takes the link out of the proxy; it alone completes the
 // requests of that link.
 
 #include "tavix/LateThrowInternal.h"
@@ -24,9 +23,6 @@ namespace Tavix {
 
 namespace {
 
-// How many sends are made before the loop looks at other sources.
-const int kSendsPerTurn = 64;
-
 std::string textOf(MapElem const* map, char const* key)
 {
     Element* child = map->find(key);
@@ -34,63 +30,6 @@ std::string textOf(MapElem const* map, char const* key)
 }
 
 } // namespace
-
-void TavixProxy::sourceCallback(void** source, void* proxy)
-{
-    static_cast<TavixProxy*>(proxy)->sourceReadOrWrite(source);
-}
-
-void TavixProxy::sourceReadOrWrite(void** source)
-{
-    // Both are asked before a handler can run: a nested pass of the loop takes the answers away.
-    bool readable = false;
-    bool writable = false;
-    TAVIX_CHECK(_pollLoopIf->sourceIsReadable(source, readable) == 0,
-                "_pollLoopIf->sourceIsReadable(source, readable) == 0");
-    TAVIX_CHECK(_pollLoopIf->sourceIsWritable(source, writable) == 0,
-                "_pollLoopIf->sourceIsWritable(source, writable) == 0");
-    if (readable)
-        sourceRead();
-    if (writable)
-        sourceWrite();
-}
-
-void TavixProxy::sourceRead()
-{
-    std::shared_ptr<ProxyLink> link = currentLink();
-    if (!link)
-        return;
-    SharedPtr<Message> message;
-    if (link->connection.readData(&message) == -1)
-        connectionBroken(link);
-    else if (message.get())
-        handleReceivedMessage(message, link->id);
-}
-
-void TavixProxy::sourceWrite()
-{
-    if (std::shared_ptr<ProxyLink> link = currentLink())
-        sourceWrite(link);
-}
-
-void TavixProxy::sourceWrite(std::shared_ptr<ProxyLink> const& link)
-{
-    int unsent;
-    {
-        Ferrule::Guard<std::mutex> guard(_private->writeLock);
-        if (!link->source)
-            return; // torn down
-        // 0 says that the queue was empty; what another thread queues from now on it pumps itself.
-        link->connection.checkSendQueue();
-        unsent = link->connection.writeMessages(kSendsPerTurn);
-        if (unsent > 0)
-            _pollLoopIf->sourceAddWatch(link->source, kWriteWatch);
-        else if (unsent == 0)
-            _pollLoopIf->sourceRemoveWatch(link->source, kWriteWatch);
-    }
-    if (unsent == -1)
-        connectionBroken(link);
-}
 
 void TavixProxy::handleReceivedMessage(SharedPtr<Message> const& message, unsigned connectionId)
 {
@@ -220,6 +159,7 @@ void TavixProxy::connectionBroken(std::shared_ptr<ProxyLink> const& link)
 void TavixProxy::endTraffic()
 {
     if (std::shared_ptr<ProxyLink> link = currentLink()) {
+        sourceWrite(link); // what a handler that ends the loop has sent
         link->connection.shutdownSocket();
         endWaitsForObjects(link->id);
         completeRequests(link->id);

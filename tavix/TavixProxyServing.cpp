@@ -364,13 +364,13 @@ void TavixProxy::sendResponseOn(unsigned connectionId, unsigned clientId, int re
     std::shared_ptr<ProxyLink> link = currentLink();
     if (!link || link->id != connectionId)
         return; // the caller went with its connection
-    Connection::Result sent = link->connection.sendMessage(message);
+    Connection::Result sent = link->connection.postMessage(message);
     if (sent != 0) {
         ExceptionElem exception(Connection::getResultString(sent), -1);
         sendResponseOn(connectionId, clientId, requestId, &exception);
         return;
     }
-    sourceWrite(link);
+    sendQueued(link);
 }
 
 } // namespace Tavix

@@ -5,6 +5,7 @@
 
 #include "tavix/TavixProxyThreaded.h"
 
+#include "tavix/ProxyFrameInternal.h"
 #include "tavix/SelectLoopGlue.h"
 #include "tavix/TavixBus.h"
 #include "tavix/foundation/Check.h"
@@ -123,6 +124,7 @@ void TavixProxyThreaded::killMainLoop()
         return;
     }
     kill_main_loop();
+    ProxyFrame::flushAll();
     const int rc = pthread_join(thread, nullptr);
     TAVIX_CHECK(rc == 0, "rc == 0");
     joined = true;
@@ -184,6 +186,7 @@ void TavixProxyThreaded::runOnLoop(Task const& task)
         return;
     }
     poke_main_loop();
+    ProxyFrame::flushAll();
     done.wait();
 }
 
@@ -224,10 +227,12 @@ void TavixProxyThreaded::stopServer()
 
 void TavixProxyThreaded::wait(Ferrule::Semaphore& sem)
 {
-    if (isLoopThread())
+    if (isLoopThread()) {
         TavixProxy::wait(sem);
-    else
-        sem.wait();
+        return;
+    }
+    ProxyFrame::flushAll();
+    sem.wait();
 }
 
 void TavixProxyThreaded::wait(sem_t* sem)
@@ -236,6 +241,7 @@ void TavixProxyThreaded::wait(sem_t* sem)
         TavixProxy::wait(sem);
         return;
     }
+    ProxyFrame::flushAll();
     while (sem_wait(sem) != 0 && errno == EINTR) {
     }
 }

@@ -1,0 +1,226 @@
+// The callback of a connection's socket, called a turn, and the waits.
+//
+// A turn takes what one read brings, message by message, and holds back what its handlers send until its end. Two
+// things may come in between. A handler waits in the proxy: what it held back leaves first, the wait goes on with what
+// has been read before it reads on, and takes one message at a time, so that nothing behind the awaited one is looked
+// at before the waiter has it. Or a handler runs the loop itself, which knows of neither: so while a handler runs and
+// something was read ahead or held back, and while a turn or a wait leaves something behind, the write watch stands and
+// the loop calls back (`recalled`). A turn that has gone on for a tick of the clock leaves the rest to such a call: the
+// loop's other sources have a right to theirs, and those who wait for an answer to what is held back.
+
+#include "tavix/LateThrowInternal.h"
+#include "tavix/Message.h"
+#include "tavix/ProxyFrameInternal.h"
+#include "tavix/TavixProxy.h"
+#include "tavix/foundation/Check.h"
+#include "tavix/foundation/SingleThreaded.h"
+
+#include <cerrno>
+#include <ctime>
+#include <utility>
+
+namespace Tavix {
+
+namespace {
+
+// How many sends are made before the loop looks at other sources.
+const int kSendsPerTurn = 64;
+
+// Changes with every tick of the system's clock, a few milliseconds; costs no system call.
+long clockTick()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return now.tv_nsec;
+}
+
+} // namespace
+
+// A handler that ends the process does not come back to the end of its turn.
+static struct SendAtExit {
+    ~SendAtExit() { ProxyFrame::flushAll(); }
+} sendAtExit;
+
+thread_local ProxyFrame* ProxyFrame::innermost = nullptr;
+
+bool ProxyFrame::isTurnOf(TavixProxy const& proxy, ProxyLink const& link)
+{
+    for (ProxyFrame* frame = innermost; frame; frame = frame->_outer) {
+        if (&frame->_proxy == &proxy && (!frame->_link || frame->_link.get() == &link))
+            return frame->_link != nullptr;
+    }
+    return false;
+}
+
+bool ProxyFrame::isWaitingIn(TavixProxy const& proxy)
+{
+    for (ProxyFrame* frame = innermost; frame; frame = frame->_outer) {
+        if (&frame->_proxy == &proxy && !frame->_link)
+            return true;
+    }
+    return false;
+}
+
+// The watch stands for what the socket does not take; a break is found by the turn's end or the loop.
+void ProxyFrame::flushAll()
+{
+    for (ProxyFrame* frame = innermost; frame; frame = frame->_outer) {
+        if (!frame->_link)
+            continue;
+        frame->_link->connection.checkSendQueue();
+        frame->_link->connection.writeMessages(kSendsPerTurn);
+    }
+}
+
+void TavixProxy::sourceCallback(void** source, void* proxy)
+{
+    static_cast<TavixProxy*>(proxy)->sourceReadOrWrite(source);
+}
+
+void TavixProxy::sourceReadOrWrite(void** source)
+{
+    // Asked before a handler can run: a nested pass of the loop takes the answer away. Whether there is something to
+    // write shows in any case.
+    bool readable = false;
+    bool writable = false;
+    TAVIX_CHECK(_pollLoopIf->sourceIsReadable(source, readable) == 0,
+                "_pollLoopIf->sourceIsReadable(source, readable) == 0");
+    TAVIX_CHECK(_pollLoopIf->sourceIsWritable(source, writable) == 0,
+                "_pollLoopIf->sourceIsWritable(source, writable) == 0");
+    if (std::shared_ptr<ProxyLink> link = currentLink())
+        takeTurn(link, readable);
+}
+
+void TavixProxy::takeTurn(std::shared_ptr<ProxyLink> const& link, bool readable)
+{
+    LateThrow thrown;
+    {
+        const ProxyFrame turn(*this, link);
+        if (readable || link->connection.hasReadAhead())
+            thrown.during([&] { sourceRead(link); });
+    }
+    endTurn(link);
+    thrown.rethrow();
+}
+
+// One read, and what it brings.
+void TavixProxy::sourceRead(std::shared_ptr<ProxyLink> const& link)
+{
+    const bool single = ProxyFrame::isWaitingIn(*this);
+    long begin = 0;
+    do {
+        SharedPtr<Message> message;
+        if (link->connection.readData(&message) == -1) {
+            connectionBroken(link);
+            return;
+        }
+        if (!message.get())
+            continue;
+        if (link->connection.hasReadAhead()) {
+            recall(link);
+            if (begin == 0)
+                begin = clockTick();
+        }
+        handleReceivedMessage(message, link->id);
+        if (single)
+            return;
+    } while (link->connection.hasReadAhead() && _private->linkId == link->id && clockTick() == begin);
+}
+
+void TavixProxy::endTurn(std::shared_ptr<ProxyLink> const& link)
+{
+    {
+        Ferrule::Guard<std::mutex> guard(_private->writeLock);
+        link->recalled = link->connection.hasReadAhead();
+    }
+    sourceWrite(link);
+}
+
+void TavixProxy::recall(std::shared_ptr<ProxyLink> const& link)
+{
+    Ferrule::Guard<std::mutex> guard(_private->writeLock);
+    link->recalled = true;
+    updateWriteWatch(*link, true);
+}
+
+// Under writeLock.
+void TavixProxy::updateWriteWatch(ProxyLink& link, bool watched)
+{
+    if (!link.source || link.connection.isWatchedForWriting() == watched)
+        return;
+    link.connection.setWatchedForWriting(watched);
+    if (watched)
+        _pollLoopIf->sourceAddWatch(link.source, kWriteWatch);
+    else
+        _pollLoopIf->sourceRemoveWatch(link.source, kWriteWatch);
+}
+
+// For what has been queued.
+void TavixProxy::sendQueued(std::shared_ptr<ProxyLink> const& link)
+{
+    if (ProxyFrame::isTurnOf(*this, *link))
+        recall(link);
+    else
+        sourceWrite(link);
+}
+
+void TavixProxy::sourceWrite()
+{
+    if (std::shared_ptr<ProxyLink> link = currentLink())
+        sourceWrite(link);
+}
+
+void TavixProxy::sourceWrite(std::shared_ptr<ProxyLink> const& link)
+{
+    int unsent;
+    {
+        Ferrule::Guard<std::mutex> guard(_private->writeLock);
+        if (!link->source)
+            return; // torn down
+        // 0 says that the queue was empty; what another thread queues from now on it pumps itself.
+        link->connection.checkSendQueue();
+        unsent = link->connection.writeMessages(kSendsPerTurn);
+        if (unsent >= 0)
+            updateWriteWatch(*link, unsent > 0 || link->recalled);
+    }
+    if (unsent == -1)
+        connectionBroken(link);
+}
+
+void TavixProxy::flush()
+{
+    sourceWrite();
+}
+
+// With no turn further out, a loop that calls back does so for what is left when the wait ends.
+void TavixProxy::passInWait()
+{
+    std::shared_ptr<ProxyLink> link = currentLink();
+    if (link && link->connection.hasReadAhead())
+        takeTurn(link, true);
+    else
+        _pollLoopIf->iterate();
+}
+
+void TavixProxy::wait(Ferrule::Semaphore& sem)
+{
+    if (sem.tryWait())
+        return;
+    const ProxyFrame waiting(*this);
+    while (!sem.tryWait())
+        passInWait();
+}
+
+void TavixProxy::wait(sem_t* sem)
+{
+    TAVIX_CHECK(sem != nullptr, "sem != __null");
+    if (sem_trywait(sem) == 0)
+        return;
+    const ProxyFrame waiting(*this);
+    while (sem_trywait(sem) != 0) {
+        if (errno != EINTR)
+            passInWait();
+    }
+}
+
+} // namespace Tavix
