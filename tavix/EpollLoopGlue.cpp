@@ -1,5 +1,5 @@
 // The sources of the loop over epoll, which any thread may change. EpollLoopGluePass.cpp tells how the passes
-// cope with that.
+// cope with that, EpollLoopGlueWatches.cpp when the kernel learns of a change of watches.
 #include "tavix/EpollLoopGlueInternal.h"
 
 #include <cerrno>
@@ -14,17 +14,6 @@
 namespace Tavix {
 
 namespace {
-
-EpollDescriptorInfo* infoOf(void** source)
-{
-    TAVIX_CHECK(source, "source");
-    return reinterpret_cast<EpollDescriptorInfo*>(source);
-}
-
-unsigned watchToEvents(unsigned watch)
-{
-    return (watch & kReadWatch ? EPOLLIN : 0u) | (watch & kWriteWatch ? EPOLLOUT : 0u);
-}
 
 int createEpoll()
 {
@@ -79,11 +68,11 @@ int EpollLoopGlue::newSource(int fd, void*** source)
 
 int EpollLoopGlue::deleteSource(void** source)
 {
-    EpollDescriptorInfo* descriptorInfo = infoOf(source);
+    EpollDescriptorInfo* descriptorInfo = EpollDescriptorInfo::of(source);
     {
         Ferrule::Guard<std::mutex> guard(_lock);
         TAVIX_CHECK(!descriptorInfo->added, "!descriptorInfo->added");
-        if (_collecting) {
+        if (_collecting > 0) {
             descriptorInfo->next = std::exchange(_deleted, descriptorInfo);
             return 0;
         }
@@ -94,10 +83,11 @@ int EpollLoopGlue::deleteSource(void** source)
 
 int EpollLoopGlue::addSource(void** source, SourceCallback callback, void* context)
 {
-    EpollDescriptorInfo* descriptorInfo = infoOf(source);
+    EpollDescriptorInfo* descriptorInfo = EpollDescriptorInfo::of(source);
     Ferrule::Guard<std::mutex> guard(_lock);
     TAVIX_CHECK(!descriptorInfo->added, "!descriptorInfo->added");
-    if (_control(EPOLL_CTL_ADD, *descriptorInfo, descriptorInfo->event.events == 0) != 0) {
+    descriptorInfo->onEdge = descriptorInfo->event.events == 0;
+    if (_control(EPOLL_CTL_ADD, *descriptorInfo) != 0) {
         const int error = errno;
         perror("epoll_ctl");
         return -error;
@@ -111,7 +101,7 @@ int EpollLoopGlue::addSource(void** source, SourceCallback callback, void* conte
 
 int EpollLoopGlue::removeSource(void** source)
 {
-    EpollDescriptorInfo* info = infoOf(source);
+    EpollDescriptorInfo* info = EpollDescriptorInfo::of(source);
     int rc = 0;
     {
         Ferrule::Guard<std::mutex> guard(_lock);
@@ -123,6 +113,7 @@ int EpollLoopGlue::removeSource(void** source)
             rc = -errno;
             perror("epoll_ctl");
         }
+        _forget(*info);
         info->callback = nullptr;
         info->context = nullptr;
         info->added = false;
@@ -143,56 +134,21 @@ void EpollLoopGlue::_wakeIfWaiting()
     }
 }
 
-int EpollLoopGlue::sourceAddWatch(void** source, unsigned watch)
-{
-    return sourceEpollUpdate(source, watchToEvents(watch), 0);
-}
-
-int EpollLoopGlue::sourceRemoveWatch(void** source, unsigned watch)
-{
-    return sourceEpollUpdate(source, 0, watchToEvents(watch));
-}
-
-int EpollLoopGlue::sourceEpollUpdate(void** source, unsigned add, unsigned remove)
-{
-    EpollDescriptorInfo* info = infoOf(source);
-    Ferrule::Guard<std::mutex> guard(_lock);
-    const unsigned events = (info->event.events | add) & ~remove;
-    if (events == info->event.events)
-        return 0;
-    info->event.events = events;
-    if (!info->added || _control(EPOLL_CTL_MOD, *info, events == 0) == 0)
-        return 0;
-    const int error = errno;
-    perror("epoll_ctl mod");
-    return -error;
-}
-
-// Called with the lock held.
-int EpollLoopGlue::_control(int operation, EpollDescriptorInfo& info, bool onEdge)
-{
-    epoll_event event = info.event;
-    if (onEdge)
-        event.events |= EPOLLET;
-    info.onEdge = onEdge;
-    return epoll_ctl(_epollFd, operation, info.fd, &event);
-}
-
 int EpollLoopGlue::sourceIsReadable(void** source, bool& readable)
 {
-    readable = infoOf(source)->ready() & EPOLLIN;
+    readable = EpollDescriptorInfo::of(source)->ready() & EPOLLIN;
     return 0;
 }
 
 int EpollLoopGlue::sourceIsWritable(void** source, bool& writable)
 {
-    writable = infoOf(source)->ready() & EPOLLOUT;
+    writable = EpollDescriptorInfo::of(source)->ready() & EPOLLOUT;
     return 0;
 }
 
 int EpollLoopGlue::getFileDescriptor(void** source)
 {
-    return infoOf(source)->fd;
+    return EpollDescriptorInfo::of(source)->fd;
 }
 
 } // namespace Tavix

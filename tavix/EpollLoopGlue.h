@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <pthread.h>
 
 struct epoll_event;
 
@@ -43,7 +44,9 @@ public:
     int addSource(void** source, SourceCallback callback, void* context) override;
     // -ENOENT, with a line on standard error, for a source that is not registered.
     int removeSource(void** source) override;
-    // Both answer minus errno, with a line on standard error, when the kernel refuses.
+    // Both answer minus errno, with a line on standard error, when the kernel refuses. From within a callback
+    // they ask nothing of the kernel, which learns of the change when the loop waits or checks next, and of
+    // none that has been undone by then. It then refuses with the line alone.
     int sourceAddWatch(void** source, unsigned watch) override;
     int sourceRemoveWatch(void** source, unsigned watch) override;
     int sourceIsReadable(void** source, bool& readable) override;
@@ -59,10 +62,18 @@ public:
     [[noreturn]] void run();
 
 private:
+    friend struct EpollPass;
+
     int sourceEpollUpdate(void** source, unsigned add, unsigned remove);
-    int _control(int operation, EpollDescriptorInfo& info, bool onEdge);
-    int _wait(epoll_event* events);
+    int _control(int operation, EpollDescriptorInfo& info);
+    int _change(EpollDescriptorInfo& info);
+    void _note(EpollDescriptorInfo& info);
+    void _forget(EpollDescriptorInfo& info);
+    void _tellChanges();
+    int _wait(epoll_event* events, EpollPass& pass);
     void _collectReady(epoll_event const* events, int count, EpollPass& pass);
+    void _endCollecting(EpollPass& pass);
+    void _giveUpCollecting(EpollPass& pass);
     void _dispatch(EpollPass& pass);
     void _freeDeleted();
     void _wakeIfWaiting();
@@ -70,10 +81,15 @@ private:
     const int _epollFd;
     const int _wakeFd; // eventfd, registered with a null record; -1 without
 
-    std::mutex _lock;                        // guards the records' fields, and:
-    bool _collecting = false;                // the kernel may be handing out pointers to records
-    EpollDescriptorInfo* _deleted = nullptr; // deleted meanwhile
+    std::mutex _lock;                           // guards the records' fields, and:
+    unsigned _collecting = 0;                   // passes that the kernel may be handing pointers to records
+    EpollDescriptorInfo* _deleted = nullptr;    // deleted meanwhile
+    EpollDescriptorInfo* _firstNoted = nullptr; // those whose watches the kernel is still to learn of
+    EpollDescriptorInfo* _lastNoted = nullptr;
 
+    // The thread that is inside a pass and calls back, 0 without; should there be several, one of them. It
+    // enters itself under the lock.
+    std::atomic<pthread_t> _dispatcher{0};
     std::atomic<bool> _removed{false}; // a source has gone since the last pass began to wait
     std::atomic<bool> _waiting{false}; // an epoll_wait is under way, or about to be, that removals end
 };

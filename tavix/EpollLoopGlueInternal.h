@@ -14,6 +14,12 @@ namespace Tavix {
 struct EpollDescriptorInfo {
     explicit EpollDescriptorInfo(int descriptor) : fd(descriptor) { event.data.ptr = this; }
 
+    static EpollDescriptorInfo* of(void** source)
+    {
+        TAVIX_CHECK(source, "source");
+        return reinterpret_cast<EpollDescriptorInfo*>(source);
+    }
+
     void** source() { return reinterpret_cast<void**>(this); }
 
     void ref()
@@ -28,6 +34,7 @@ struct EpollDescriptorInfo {
             delete this;
     }
 
+    unsigned wanted() const { return event.events | (onEdge ? EPOLLET : 0u); }
     bool watches(unsigned events) const { return events & event.events; }
     unsigned ready() const { return readyEvents.load(std::memory_order_relaxed); }
     void setReady(unsigned events) { readyEvents.store(events, std::memory_order_relaxed); }
@@ -39,8 +46,12 @@ struct EpollDescriptorInfo {
     SourceCallback callback = nullptr;
     epoll_event event{}; // what is watched
     void* context = nullptr;
-    bool onEdge = false;                 // the kernel reports edges only
+    bool onEdge = false;                 // the kernel is to report edges only
+    bool noted = false;                  // a change of the two is noted: the kernel is still to learn of it
+    unsigned told = 0;                   // `wanted` as the kernel was told last
     EpollDescriptorInfo* next = nullptr; // among the deleted
+    EpollDescriptorInfo* previousNoted = nullptr;
+    EpollDescriptorInfo* nextNoted = nullptr;
 };
 
 const int kEventsPerPass = 50;
@@ -48,13 +59,17 @@ const int kEventsPerPass = 50;
 // The records that a pass has yet to call, with a reference to each; those that a callback that throws has
 // kept from their turn are ready in the next pass, too.
 struct EpollPass {
-    EpollPass() = default;
+    explicit EpollPass(EpollLoopGlue& of) : loop(of) {}
     EpollPass(EpollPass const&) = delete;
     EpollPass& operator=(EpollPass const&) = delete;
     ~EpollPass()
     {
         while (next < count)
             release();
+        if (dispatching)
+            loop._dispatcher.store(0, std::memory_order_relaxed);
+        if (collecting) // the thread is cancelled in epoll_wait
+            loop._giveUpCollecting(*this);
     }
 
     void take(EpollDescriptorInfo* info, unsigned events)
@@ -70,6 +85,9 @@ struct EpollPass {
         ready[next++]->unref();
     }
 
+    EpollLoopGlue& loop;
+    bool collecting = false;  // counts among the loop's
+    bool dispatching = false; // has entered its thread as the loop's dispatcher
     EpollDescriptorInfo* ready[kEventsPerPass];
     int count = 0;
     int next = 0;

@@ -3,8 +3,8 @@
 //
 // - The kernel may have handed out a pointer to a record that another thread removes and deletes before the
 //   pass comes to look at it. From before epoll_wait until each event has been looked at under the lock,
-//   `_collecting` is set, and a record that is deleted meanwhile is kept until then. Afterwards the pass
-//   holds a reference to each record that it has yet to call.
+//   `_collecting` counts the pass, and a record that is deleted meanwhile is kept until then. Afterwards the
+//   pass holds a reference to each record that it has yet to call.
 // - A callback may iterate the loop again, and the nested pass may use up what the outer one has found. It
 //   leaves no readiness behind in the records that it calls, and the outer pass passes those by.
 // - A removal wakes nothing by itself, but the thread in epoll_wait may be waiting for what went with the
@@ -13,6 +13,7 @@
 // - The kernel reports hang-ups and errors whether or not they are watched, in every pass. What nobody can
 //   act on is registered edge-triggered: a source without watches from the start, another one when it is told
 //   of a hang-up with which it is neither readable nor writable.
+// - A change of watches by the thread that calls back waits for the next epoll_wait, see EpollLoopGlueWatches.cpp.
 //
 // The lock keeps the passes and the other threads apart; a process of one thread does not take it.
 #include "tavix/EpollLoopGlueInternal.h"
@@ -32,17 +33,20 @@ void EpollLoopGlue::run()
 void EpollLoopGlue::iterate()
 {
     epoll_event events[kEventsPerPass];
-    const int count = _wait(events);
-    EpollPass pass;
+    EpollPass pass(*this);
+    const int count = _wait(events, pass);
     _collectReady(events, count, pass);
     _dispatch(pass);
 }
 
-int EpollLoopGlue::_wait(epoll_event* events)
+int EpollLoopGlue::_wait(epoll_event* events, EpollPass& pass)
 {
     {
         Ferrule::Guard<std::mutex> guard(_lock);
-        _collecting = true;
+        if (_firstNoted)
+            _tellChanges();
+        ++_collecting;
+        pass.collecting = true;
     }
     // A process of one thread has nobody who could remove something meanwhile.
     if (!Ferrule::isSingleThreaded())
@@ -64,12 +68,31 @@ void EpollLoopGlue::_collectReady(epoll_event const* events, int count, EpollPas
         if (!info || !info->added || (info->onEdge && !info->watches(events[i].events)))
             continue;
         // The edge is used up, and another callback's exception may keep the source from its turn.
-        if (info->onEdge)
-            _control(EPOLL_CTL_MOD, *info, false);
+        if (info->onEdge) {
+            info->onEdge = false;
+            _control(EPOLL_CTL_MOD, *info);
+        }
         pass.take(info, events[i].events);
     }
-    _collecting = false;
-    _freeDeleted();
+    _endCollecting(pass);
+    if (pass.count > 0 && !_dispatcher.load(std::memory_order_relaxed)) {
+        _dispatcher.store(pthread_self(), std::memory_order_relaxed);
+        pass.dispatching = true;
+    }
+}
+
+// Called with the lock held.
+void EpollLoopGlue::_endCollecting(EpollPass& pass)
+{
+    pass.collecting = false;
+    if (--_collecting == 0)
+        _freeDeleted();
+}
+
+void EpollLoopGlue::_giveUpCollecting(EpollPass& pass)
+{
+    Ferrule::Guard<std::mutex> guard(_lock);
+    _endCollecting(pass);
 }
 
 // Called with the lock held, or by the last to use the loop.
@@ -90,8 +113,10 @@ void EpollLoopGlue::_dispatch(EpollPass& pass)
         const SourceCallback callback = info->callback;
         void* const context = info->context;
         // A hang-up alone, which the callback cannot do away with, is not told again until something changes.
-        if (!info->onEdge && !info->watches(info->ready()))
-            _control(EPOLL_CTL_MOD, *info, true);
+        if (!info->onEdge && !info->watches(info->ready())) {
+            info->onEdge = true;
+            _control(EPOLL_CTL_MOD, *info);
+        }
         guard.unlock();
         if (callback)
             callback(info->source(), context);
@@ -100,6 +125,11 @@ void EpollLoopGlue::_dispatch(EpollPass& pass)
 
 bool EpollLoopGlue::check()
 {
+    {
+        Ferrule::Guard<std::mutex> guard(_lock);
+        if (_firstNoted)
+            _tellChanges();
+    }
     pollfd poller{_epollFd, POLLIN, 0};
     return poll(&poller, 1, 0) > 0;
 }
