@@ -61,6 +61,7 @@ bool Broker::start(Options const& options, int unixListener, int tcpListener, Si
     _errors.watch(_loop);
     BorrowedVariable variable("TVX_ACTIVATION_CONFIG_DIR", activationDir());
     _bus = std::make_unique<Tavix::TavixBus>(_loop, options.bufferSize, unixListener, tcpListener);
+    _memory.watch(_loop);
     if (!_bus->isServing())
         error = "cannot watch the socket";
     return _bus->isServing();

@@ -1,6 +1,7 @@
 #ifndef TAVIX_PROGRAMS_TAVIX_BUS_BROKER_H
 #define TAVIX_PROGRAMS_TAVIX_BUS_BROKER_H
 
+#include "tavix-bus/MemoryReturn.h"
 #include "tavix-bus/Options.h"
 #include "tavix-bus/Output.h"
 #include "tavix-bus/Signals.h"
@@ -25,7 +26,11 @@ public:
     // Reads the configuration of what is started on demand anew.
     void reload();
 
-    void iterate() { _loop->iterate(); }
+    void iterate()
+    {
+        _loop->iterate();
+        _memory.passed();
+    }
 
     Signals const& signals() const { return _signals; }
 
@@ -35,6 +40,7 @@ private:
     Output _output{stdout, _IOLBF}; // each line reaches a log when it is written
     Output _errors{stderr, _IONBF};
     Signals _signals;
+    MemoryReturn _memory;
     SharedPtr<Tavix::PollLoopIf> _loop;
     Options const* _options = nullptr;
     std::unique_ptr<Tavix::TavixBus> _bus;

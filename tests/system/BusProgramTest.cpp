@@ -8,11 +8,13 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+using namespace Tavix;
 using testing::HasSubstr;
 namespace fs = std::filesystem;
 
@@ -312,3 +314,31 @@ TEST_F(BusProgram, SessionLastsAsLongAsItsCommandAndAnswersItsStatus)
     EXPECT_EQ(child.waitForExit(), 3);
     EXPECT_TRUE(fs::is_empty(dir.path()));
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // whose heaps keep what is freed
+TEST_F(BusProgram, WhatALongQueueHeldGoesBackToTheSystem)
+{
+    auto bus = startBus();
+    auto kibibytes = [&] {
+        const std::string status = contentOf("/proc/" + std::to_string(bus->pid()) + "/status");
+        return std::stol(status.substr(status.find("VmRSS:") + 6));
+    };
+    const long before = kibibytes();
+    for (size_t size : {100, 4096}) {
+        RawClient observer(connectToServerUnixDomain(socketPath.c_str()));
+        RawClient sender(connectToServerUnixDomain(socketPath.c_str()));
+        observer.ask(makeRequest(AddObserver, 1, "flood", "came"));
+        const size_t count = size == 100 ? 300000 : 15000;
+        for (size_t i = 0; i < count; ++i)
+            sender.send(makeRequest(Event, 0, "flood", "came", makeText(size)));
+        sender.ask(makeRequest(AddObserver, 2, "what stays at the heap's end", std::to_string(size)));
+        ASSERT_GT(kibibytes(), before + 45000);
+        for (size_t i = 0; i < count && size != 100; ++i) // else it dies
+            observer.receive();
+        observer.close();
+        for (int looks = 0; looks < 1000 && kibibytes() > before + 17000; ++looks)
+            poll(nullptr, 0, 20); // and nothing happens on the bus
+        EXPECT_LT(kibibytes(), before + 17000) << size;
+    }
+}
+#endif
