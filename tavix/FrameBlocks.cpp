@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 #include <malloc.h>
-#include <utility>
 
 namespace Tavix {
 
@@ -14,6 +13,10 @@ namespace {
 const size_t kSizes[] = {32768, 73728, 131072, 196608 + 8};
 
 const size_t kLargestKept = 262144;
+
+// Of one thread, in bytes; and in number, which is what a search looks through.
+const size_t kKept = 1024 * 1024;
+const size_t kMostKept = 16;
 
 // A block that is used again hides from the sanitizer that somebody still reads its old content.
 #ifdef __SANITIZE_ADDRESS__
@@ -31,8 +34,19 @@ size_t roundUp(size_t size)
 // Trivial, so that it can still be used when the thread's other objects have gone: the process's own proxy, for one,
 // is deleted behind them.
 struct Cache {
-    void* blocks[2];
+    void* blocks[kMostKept]; // the newest last
+    size_t count;
+    size_t bytes;
     bool closed;
+
+    void* remove(void** block)
+    {
+        void* const removed = *block;
+        std::copy(block + 1, blocks + count, block);
+        --count;
+        bytes -= malloc_usable_size(removed);
+        return removed;
+    }
 };
 
 thread_local Cache cache;
@@ -41,18 +55,18 @@ struct Cleaner {
     ~Cleaner()
     {
         cache.closed = true;
-        for (void*& block : cache.blocks)
-            std::free(std::exchange(block, nullptr));
+        while (cache.count > 0)
+            std::free(cache.remove(cache.blocks));
     }
 };
 
 void* take(size_t size)
 {
-    for (void*& block : cache.blocks) {
+    for (size_t i = cache.count; i-- > 0;) {
         // Not a much larger one: who keeps the frame keeps all of its block.
-        size_t const has = block ? malloc_usable_size(block) : 0;
+        size_t const has = malloc_usable_size(cache.blocks[i]);
         if (has >= size && has <= 2 * roundUp(size))
-            return std::exchange(block, nullptr);
+            return cache.remove(cache.blocks + i);
     }
     return nullptr;
 }
@@ -62,8 +76,11 @@ void keep(void* block)
 {
     thread_local Cleaner cleaner; // made on the first use, for its end
     (void)cleaner;
-    std::swap(cache.blocks[0], cache.blocks[1]);
-    std::free(std::exchange(cache.blocks[0], block));
+    size_t const size = malloc_usable_size(block);
+    while (cache.count == kMostKept || (cache.count > 0 && cache.bytes + size > kKept))
+        std::free(cache.remove(cache.blocks));
+    cache.blocks[cache.count++] = block;
+    cache.bytes += size;
 }
 
 } // namespace

@@ -9,7 +9,7 @@ namespace Tavix {
 
 // Blocks for frames. They come from malloc and may be released with free. A large one that is released here is kept
 // for the thread's next large frame: malloc would give it back to the system and take it anew for every frame, and
-// the page faults of that cost more than moving the bytes. Each thread keeps two blocks at most.
+// the page faults of that cost more than moving the bytes. Each thread keeps 1 MiB at most.
 
 // Frames of this size and more, in bytes, are large.
 constexpr unsigned kLargeFrame = 16384;
