@@ -4,6 +4,7 @@
 #include <tavix/elements/ElementIterator.h>
 #include <tavix/elements/TvxResult.h>
 #include <tavix/foundation/Export.h>
+#include <tavix/foundation/RecycledNode.h>
 
 #include <cstdio>
 #include <string>
@@ -18,7 +19,7 @@ class ElementVisitor;
 // A container owns its children. Texts are bytes with a length. A tree has no lock and belongs to one thread
 // at a time, also while it is only sent or cloned. No operation throws but std::bad_alloc, and that
 // only where a text is made.
-class TAVIX_API Element {
+class TAVIX_API Element : public Ferrule::RecycledNode {
 public:
     static constexpr char _type[] = "Element";
 
