@@ -4,6 +4,8 @@
 #include <tavix/FrameBlocks.h>
 #include <tavix/elements/EncodedFrame.h>
 #include <tavix/foundation/Export.h>
+#include <tavix/foundation/RecycledNode.h>
+#include <tavix/foundation/SharedPtr.h>
 
 #include <sys/uio.h>
 #include <utility>
@@ -13,7 +15,7 @@ namespace Tavix {
 
 // One whole frame as it stands on a socket, its 4-byte size field included. Always held through
 // SharedPtr<Message>: one message may stand in the send queues of several connections at once.
-struct TAVIX_API Message {
+struct TAVIX_API Message : Ferrule::RecycledNode, Ferrule::SelfCounted {
     // Takes data, a block from malloc with the whole frame of `size` bytes.
     Message(unsigned char* data, unsigned size) : data(data), size(size), blockLength(size) {}
     // Takes the block, and shares what lies outside it: for sending only.

@@ -84,14 +84,14 @@ void* RecycledNode::operator new(std::size_t size)
 {
     std::size_t const index = binOf(size);
     void* const kept = takeKept(index);
-    return kept ? kept : ::operator new(index * kStep + kSmallest);
+    return kept ? kept : ::operator new(index* kStep + kSmallest);
 }
 
 void* RecycledNode::operator new(std::size_t size, std::nothrow_t const&) noexcept
 {
     std::size_t const index = binOf(size);
     void* const kept = takeKept(index);
-    return kept ? kept : ::operator new(index * kStep + kSmallest, std::nothrow);
+    return kept ? kept : ::operator new(index* kStep + kSmallest, std::nothrow);
 }
 
 void RecycledNode::operator delete(void* node, std::size_t size) noexcept

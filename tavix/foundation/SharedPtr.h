@@ -7,6 +7,22 @@
 #include <new>
 #include <type_traits>
 
+template <class T>
+class SharedPtr;
+
+namespace Ferrule {
+
+// A base of objects that bring the counter of their SharedPtrs along, which spares its block on the heap.
+class SelfCounted {
+private:
+    template <class T>
+    friend class ::SharedPtr;
+
+    AtomicCounter _references{1};
+};
+
+} // namespace Ferrule
+
 // Shared ownership of one object: the last SharedPtr that goes deletes it. The count may change on any
 // thread; one SharedPtr, and the object itself, have no protection. Emptiness is tested through get().
 template <class T>
@@ -17,10 +33,13 @@ public:
     // Takes `object`, which no other SharedPtr may have been made from.
     explicit SharedPtr(T* object) : m_count(nullptr), m_ptr(object)
     {
-        if (object) {
+        if (!object)
+            return;
+        if constexpr (isSelfCounted<T>())
+            m_count = &static_cast<Ferrule::SelfCounted*>(object)->_references;
+        else
             m_count = new (std::nothrow) Ferrule::AtomicCounter(1);
-            FERRULE_CHECK_FATAL(m_count);
-        }
+        FERRULE_CHECK_FATAL(m_count);
     }
 
     SharedPtr(SharedPtr const& other) : m_count(other.m_count), m_ptr(other.m_ptr) { share(); }
@@ -101,9 +120,18 @@ private:
     template <class U>
     friend class SharedPtr;
 
+    // The type must be complete.
+    template <class U>
+    static constexpr bool isSelfCounted()
+    {
+        return std::is_base_of_v<Ferrule::SelfCounted, U>;
+    }
+
     template <class U>
     static void checkDeletable()
     {
+        static_assert(isSelfCounted<U>() == isSelfCounted<T>(),
+                      "the counter would be deleted, or left behind");
         static_assert(std::is_same_v<std::remove_cv_t<U>, std::remove_cv_t<T>> ||
                           std::has_virtual_destructor_v<T>,
                       "the object would be deleted through a base class without a virtual destructor");
@@ -131,7 +159,8 @@ private:
     void destroy()
     {
         static_assert(alignof(T) != 0, "the type must be complete where its last pointer may go");
-        delete m_count;
+        if constexpr (!isSelfCounted<T>())
+            delete m_count;
         delete m_ptr;
     }
 
