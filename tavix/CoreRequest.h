@@ -4,13 +4,14 @@
 #include <tavix/RequestData.h>
 #include <tavix/ResponseData.h>
 #include <tavix/elements/EESMessageType.h>
+#include <tavix/foundation/RecycledNode.h>
 
 #include <string>
 
 namespace Tavix {
 
 // One request in flight, from before its first byte leaves until its response or the end of its connection.
-class CoreRequest {
+class CoreRequest : public Ferrule::RecycledNode {
 public:
     CoreRequest(RequestData* request, EESMessageType type) : type(type), _request(request) {}
 

@@ -1,6 +1,8 @@
 #ifndef TAVIX_ELEMENTS_NAMEDCHILDREN_H
 #define TAVIX_ELEMENTS_NAMEDCHILDREN_H
 
+#include <tavix/foundation/NodeAllocator.h>
+
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -69,7 +71,7 @@ public:
     void clear();
 
 private:
-    using Block = std::vector<Entry>;
+    using Block = std::vector<Entry, Ferrule::NodeAllocator<Entry>>;
 
     Block const& _block(std::size_t index) const { return index == 0 ? _first : _more[index - 1]; }
     Block& _block(std::size_t index) { return index == 0 ? _first : _more[index - 1]; }
