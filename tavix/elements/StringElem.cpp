@@ -8,23 +8,31 @@
 
 namespace Tavix {
 
-StringElem::StringElem(std::string const& value) : _value(value)
+template <class From>
+StringElem::Text StringElem::_makeText(From&& from)
+{
+    if (from.size() <= sizeof(Short::bytes))
+        return Text(std::in_place_type<Short>, from);
+    return Text(std::in_place_type<std::string>, std::forward<From>(from));
+}
+
+StringElem::StringElem(std::string const& value) : _text(_makeText(value))
 {
 }
 
-StringElem::StringElem(std::string&& value) : _value(std::move(value))
+StringElem::StringElem(std::string&& value) : _text(_makeText(std::move(value)))
 {
 }
 
-StringElem::StringElem(std::string_view value) : _value(value)
+StringElem::StringElem(std::string_view value) : _text(_makeText(value))
 {
 }
 
-StringElem::StringElem(char const* value) : _value(value ? value : "")
+StringElem::StringElem(char const* value) : _text(_makeText(std::string_view(value ? value : "")))
 {
 }
 
-StringElem::StringElem(SharedBytes const& value) : _shared(new SharedBytes(value))
+StringElem::StringElem(SharedBytes const& value) : _text(value)
 {
 }
 
@@ -32,8 +40,7 @@ StringElem::~StringElem() = default;
 
 bool StringElem::setValue(std::string const& value)
 {
-    _value = value;
-    _shared.reset();
+    _text = _makeText(value);
     return true;
 }
 
@@ -44,14 +51,14 @@ std::string StringElem::stringValue() const
 
 SharedBytes const& StringElem::share() const
 {
-    if (!_shared) {
-        auto shared = std::make_unique<SharedBytes>();
-        auto const kept = std::make_shared<std::string>();
-        kept->swap(_value); // nothing can fail from here on
-        *shared = SharedBytes{kept, kept->data(), kept->size()};
-        _shared = std::move(shared);
-    }
-    return *_shared;
+    if (auto const* const shared = std::get_if<SharedBytes>(&_text))
+        return *shared;
+    auto const kept = std::make_shared<std::string>();
+    if (auto* const longText = std::get_if<std::string>(&_text))
+        kept->swap(*longText); // nothing can fail from here on
+    else
+        kept->assign(text());
+    return _text.emplace<SharedBytes>(SharedBytes{kept, kept->data(), kept->size()});
 }
 
 int StringElem::intValue() const

@@ -4,8 +4,8 @@
 #include <tavix/elements/SharedBytes.h>
 #include <tavix/elements/TerminalElem.h>
 
-#include <memory>
 #include <string_view>
+#include <variant>
 
 namespace Tavix {
 
@@ -45,15 +45,36 @@ public:
     bool instanceOf(std::string const& type) const override;
 
     // The text without a copy. Lends: valid until the value changes.
-    std::string_view text() const { return _shared ? _shared->view() : std::string_view(_value); }
+    std::string_view text() const
+    {
+        if (auto const* const shortText = std::get_if<Short>(&_text))
+            return std::string_view(shortText->bytes, shortText->size);
+        if (auto const* const longText = std::get_if<std::string>(&_text))
+            return *longText;
+        return std::get_if<SharedBytes>(&_text)->view();
+    }
 
     // The bytes of a text of kSharedLength or more, for keeping them beyond a later change of the value.
     SharedBytes const& share() const;
 
 private:
-    // The text is in _shared when that is set, else in _value. Sharing moves it, which nobody can tell.
-    mutable std::string _value;
-    mutable std::unique_ptr<SharedBytes> _shared;
+    // Most texts are names, paths and the like: they stand in the element itself.
+    struct Short {
+        explicit Short(std::string_view text) : size(static_cast<unsigned char>(text.size()))
+        {
+            text.copy(bytes, sizeof bytes);
+        }
+
+        unsigned char size;
+        char bytes[39];
+    };
+    using Text = std::variant<Short, std::string, SharedBytes>;
+
+    template <class From>
+    static Text _makeText(From&& from);
+
+    // Sharing changes how a text is kept, which nobody can tell.
+    mutable Text _text;
 };
 
 } // namespace Tavix

@@ -120,6 +120,27 @@ TEST(TerminalElem, KnowsItsPlaceInTheClassTree)
     EXPECT_TRUE(MapElem().isMap());
 }
 
+// Short, long and shared texts are kept differently.
+TEST(StringElem, KeepsTextsOfEveryLengthThroughChangesAndSharing)
+{
+    StringElem element("");
+    for (std::size_t before : {0, 39, 40, 9000}) {
+        for (std::size_t length : {0, 1, 39, 40, 8191, 8192}) {
+            std::string const text(length, 'x');
+            SharedBytes const kept = element.share();
+            EXPECT_EQ(kept.view(), element.text());
+            element.setValue(std::string(before, 'b'));
+            std::unique_ptr<Element> const clone(element.clone());
+            element.setValue(text);
+            EXPECT_EQ(element.text(), text);
+            EXPECT_EQ(StringElem(std::string(text)).stringValue(), text);
+            EXPECT_EQ(clone->stringValue(), std::string(before, 'b'));
+            EXPECT_EQ(element.share().view(), text);
+            EXPECT_EQ(element.stringValue(), text);
+        }
+    }
+}
+
 TEST(TerminalElem, TakesTheValuesOfItsKindOnly)
 {
     StringElem text("before");
