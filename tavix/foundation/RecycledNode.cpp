@@ -24,22 +24,24 @@ struct Block {
 
 struct Bin {
     Block* first;
-    unsigned room; // for how many more; 0 in all bins before the first use and after the last
+    unsigned room; // for how many more
 };
 
-// Trivial, so that it can still be used when the thread's other objects have gone.
 struct Store {
     Bin bins[kSizes];
     bool opened;
 };
 
+// Trivial, so that they can still be used when the thread's other objects have gone. The pointer, null before the first
+// deletion and behind the thread's end, is all that is looked at as a rule, and found without a call.
 thread_local Store store;
+__attribute__((tls_model("initial-exec"))) thread_local Store* openStore;
 
 struct Cleaner {
     ~Cleaner()
     {
+        openStore = nullptr;
         for (Bin& bin : store.bins) {
-            bin.room = 0;
             while (Block* const block = bin.first) {
                 bin.first = block->next;
                 ::operator delete(block);
@@ -48,7 +50,7 @@ struct Cleaner {
     }
 };
 
-// False when the thread's store has been open already: then the bin is full, or the thread ends.
+// False when the thread's store has been open already.
 bool open()
 {
     if (!kRecycling || std::exchange(store.opened, true))
@@ -57,6 +59,7 @@ bool open()
     (void)cleaner;
     for (Bin& bin : store.bins)
         bin.room = kKept;
+    openStore = &store;
     return true;
 }
 
@@ -65,17 +68,34 @@ std::size_t binOf(std::size_t size)
     return (size + kStep - 1 - kSmallest) / kStep;
 }
 
-void* takeKept(std::size_t index)
+inline void* takeKept(std::size_t index)
 {
-    if (index >= kSizes)
+    if (!openStore || index >= kSizes)
         return nullptr;
-    Bin& bin = store.bins[index];
+    Bin& bin = openStore->bins[index];
     Block* const block = bin.first;
     if (!block)
         return nullptr;
     bin.first = block->next;
     ++bin.room;
     return block;
+}
+
+inline bool keep(void* node, std::size_t index)
+{
+    if (!openStore || !node || index >= kSizes || openStore->bins[index].room == 0)
+        return false;
+    Bin& bin = openStore->bins[index];
+    bin.first = new (node) Block{bin.first};
+    --bin.room;
+    return true;
+}
+
+// Apart, so that the usual case saves no registers.
+[[gnu::noinline]] void releaseUnkept(void* node, std::size_t index)
+{
+    if (openStore || !open() || !keep(node, index))
+        ::operator delete(node);
 }
 
 } // namespace
@@ -97,13 +117,8 @@ void* RecycledNode::operator new(std::size_t size, std::nothrow_t const&) noexce
 void RecycledNode::operator delete(void* node, std::size_t size) noexcept
 {
     std::size_t const index = binOf(size);
-    if (!node || index >= kSizes)
-        return ::operator delete(node);
-    Bin& bin = store.bins[index];
-    if (bin.room == 0 && !open())
-        return ::operator delete(node);
-    bin.first = new (node) Block{bin.first};
-    --bin.room;
+    if (!keep(node, index))
+        releaseUnkept(node, index);
 }
 
 void RecycledNode::operator delete(void* node, std::nothrow_t const&) noexcept

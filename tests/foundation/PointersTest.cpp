@@ -1,6 +1,8 @@
+#include "tavix/foundation/NodeAllocator.h"
 #include "tavix/foundation/SharedPtr.h"
 #include "tavix/foundation/WeakPtr.h"
 
+#include <algorithm>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <thread>
@@ -83,6 +85,44 @@ TEST(PointerDeathTest, EmptyPointersEndTheProcess)
     WeakPtr<std::pair<int, int>> weak;
     EXPECT_DEATH(shared->first = 1, "SharedPtr.h:[0-9]+ - test 'm_ptr' failed");
     EXPECT_DEATH(weak->first = 1, "WeakPtr.h:[0-9]+ - test 'm_ptr' failed");
+}
+
+struct SelfCountedProbe : Probe, Ferrule::SelfCounted {};
+
+TEST(SharedPtr, CountsInAnObjectThatBringsItsCounter)
+{
+    SharedPtr<SelfCountedProbe> first(new SelfCountedProbe);
+    SharedPtr<SelfCountedProbe> second(first);
+    first = SharedPtr<SelfCountedProbe>(new SelfCountedProbe);
+    EXPECT_EQ(Probe::alive, 2);
+    second = first;
+    EXPECT_EQ(Probe::alive, 1);
+    first = second = SharedPtr<SelfCountedProbe>();
+    EXPECT_EQ(Probe::alive, 0);
+}
+
+// Each block is filled: two that overlap, or one that is handed out twice, show.
+TEST(RecycledNode, GivesEveryObjectMemoryOfItsOwnAcrossThreads)
+{
+    using Texts = std::vector<std::vector<char, Ferrule::NodeAllocator<char>>>;
+    auto const fill = [](Texts& texts) {
+        for (std::size_t i = 0; i < texts.size(); ++i)
+            texts[i].assign(i % 250 + 1, static_cast<char>(i));
+    };
+    Texts texts(2000);
+    fill(texts);
+    for (int round = 0; round < 3; ++round) {
+        std::thread([&] { // deletes what the other one has made, and the other way round
+            Texts half(texts.begin() + 1000, texts.end());
+            texts.resize(500);
+            texts.insert(texts.end(), half.begin(), half.end());
+            texts.resize(2000);
+            fill(texts);
+        })
+            .join();
+        for (std::size_t i = 0; i < texts.size(); ++i)
+            EXPECT_EQ(std::count(texts[i].begin(), texts[i].end(), static_cast<char>(i)), i % 250 + 1) << i;
+    }
 }
 
 } // namespace
