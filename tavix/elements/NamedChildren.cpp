@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t kBlockEntries = 128;
 constexpr std::size_t kFirstEntries = 4;
+constexpr std::size_t kSmallBlock = 8;
 
 // By unsigned bytes. Most names differ in the first one, which needs no call.
 bool isLess(std::string_view left, std::string_view right)
@@ -39,7 +40,11 @@ NamedChildren::Iterator NamedChildren::find(std::string_view name) const
 {
     std::size_t const blockIndex = _more.empty() ? 0 : _blockFor(name);
     Block const& block = _block(blockIndex);
-    auto const entry = std::lower_bound(block.begin(), block.end(), name, isBefore);
+    // Among a few, most of them of other lengths, looking at each is faster than comparing for the order.
+    bool const isSmall = block.size() <= kSmallBlock;
+    auto const entry = isSmall ? std::find_if(block.begin(), block.end(),
+                                              [=](Entry const& entry) { return entry.first == name; })
+                               : std::lower_bound(block.begin(), block.end(), name, isBefore);
     if (entry == block.end() || entry->first != name)
         return end();
     return {this, blockIndex, static_cast<std::size_t>(entry - block.begin())};
