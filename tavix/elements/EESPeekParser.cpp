@@ -136,21 +136,29 @@ std::string_view readBytes(Info* info, unsigned length)
     return std::string_view(at, length);
 }
 
-// Nearly every node at the top is a string that is all there: it is read with one test of the bounds. False, with
-// nothing read, for all others.
+// The end of a string that is all there, read with one test of the bounds; null for all other nodes.
+inline unsigned char const* wholeString(unsigned char const* at, unsigned char const* end,
+                                        std::string_view& text)
+{
+    auto const left = static_cast<unsigned>(end - at);
+    if (left < kValueHeadLength || at[0] != kNodeString || at[1] != kMarkValue)
+        return nullptr;
+    unsigned const length = readBigEndian32(at + 2);
+    if (length > left - kValueHeadLength)
+        return nullptr;
+    text = std::string_view(reinterpret_cast<char const*>(at) + kValueHeadLength, length);
+    return at + kValueHeadLength + length;
+}
+
+// False, with nothing read, for a node that is no such string.
 template <class Info>
 bool readWholeString(Info* info, std::string_view& text)
 {
-    unsigned const left = remaining(info);
     unsigned char const* const at = info->data + info->position;
-    if (left < kValueHeadLength || at[0] != kNodeString || at[1] != kMarkValue)
-        return false;
-    unsigned const length = readBigEndian32(at + 2);
-    if (length > left - kValueHeadLength)
-        return false;
-    text = std::string_view(reinterpret_cast<char const*>(at) + kValueHeadLength, length);
-    info->position += kValueHeadLength + length;
-    return true;
+    unsigned char const* const end = wholeString(at, at + remaining(info), text);
+    if (end)
+        info->position = static_cast<unsigned>(end - info->data);
+    return end != nullptr;
 }
 
 // The name of an entry; empty when the node is no string or is not all there.
@@ -203,10 +211,33 @@ std::string_view readTerminal(Info* info, unsigned id)
 template <class Info>
 void readNode(Info* info, bool record, std::string_view name, bool isRoot);
 
+// The entries before the first that is not a string with a string: nearly all there are. Answers how many nodes of
+// `count` these were.
+template <class Info>
+unsigned readWholeEntries(Info* info, unsigned count)
+{
+    unsigned char const* at = info->data + info->position;
+    unsigned char const* const end = at + remaining(info);
+    unsigned read = 0;
+    for (; count - read >= 2; read += 2) {
+        std::string_view name;
+        std::string_view text;
+        unsigned char const* const value = wholeString(at, end, name);
+        unsigned char const* const next = value && !name.empty() ? wholeString(value, end, text) : nullptr;
+        if (!next)
+            break;
+        noteEntry(info, false);
+        enter(info, name, text, static_cast<unsigned>(value - info->data), true);
+        at = next;
+    }
+    info->position = static_cast<unsigned>(at - info->data);
+    return read;
+}
+
 template <class Info>
 void readRoot(Info* info, unsigned count)
 {
-    for (unsigned i = 0; i < count;) {
+    for (unsigned i = readWholeEntries(info, count); i < count;) {
         // Behind the end there are only empty names, whatever the count.
         if (remaining(info) == 0) {
             info->status = 1;
