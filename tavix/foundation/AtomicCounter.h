@@ -1,6 +1,7 @@
 #ifndef TAVIX_FOUNDATION_ATOMICCOUNTER_H
 #define TAVIX_FOUNDATION_ATOMICCOUNTER_H
 
+#include <tavix/foundation/RecycledNode.h>
 #include <tavix/foundation/SingleThreaded.h>
 
 #include <atomic>
@@ -8,7 +9,7 @@
 namespace Ferrule {
 
 // An integer that several threads may count up and down at once.
-class AtomicCounter {
+class AtomicCounter : public RecycledNode {
 public:
     explicit AtomicCounter(int initial) : _value(initial) {}
     AtomicCounter(AtomicCounter const&) = delete;
