@@ -11,6 +11,7 @@
 #include "tavix/elements/EESFormat.h"
 #include "tavix/elements/EESParser.h"
 #include "tavix/elements/MapElem.h"
+#include "tavix/foundation/NodeAllocator.h"
 #include "tavix/foundation/SingleThreaded.h"
 
 #include <algorithm>
@@ -38,7 +39,7 @@ public:
         auto entry = proxy.eventObservers.find(key);
         if (entry == proxy.eventObservers.end())
             return;
-        _observers = entry->second.observers;
+        _observers.assign(entry->second.observers.begin(), entry->second.observers.end());
         for (TavixProxy::EventObserverInfo* info : _observers)
             info->ref();
     }
@@ -55,7 +56,8 @@ public:
     }
 
 private:
-    std::vector<TavixProxy::EventObserverInfo*> _observers;
+    using Info = TavixProxy::EventObserverInfo;
+    std::vector<Info*, Ferrule::NodeAllocator<Info*>> _observers;
 };
 
 // A record that has been taken out of the table: it is retired behind every lock.
