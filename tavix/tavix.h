@@ -83,9 +83,11 @@
 #include <tavix/foundation/InputStream.h>
 #include <tavix/foundation/JsonDeserializer.h>
 #include <tavix/foundation/LessOperator.h>
+#include <tavix/foundation/NodeAllocator.h>
 #include <tavix/foundation/NonCopyable.h>
 #include <tavix/foundation/PropertyMap.h>
 #include <tavix/foundation/PropertyMapWriter.h>
+#include <tavix/foundation/RecycledNode.h>
 #include <tavix/foundation/Semaphore.h>
 #include <tavix/foundation/SharedPtr.h>
 #include <tavix/foundation/SingleThreaded.h>
