@@ -8,6 +8,7 @@
 #include "tavix/capi.h"
 #include "tavix/elements/EESPeekParser.h"
 #include "tavix/foundation/AtomicCounter.h"
+#include "tavix/foundation/NodeAllocator.h"
 #include "tavix/foundation/NonCopyable.h"
 
 #include <algorithm>
@@ -138,9 +139,13 @@ struct ProxyPrivate {
     std::atomic<unsigned> linkId{0}; // of link, 0 while there is none; read without the lock
     std::atomic<unsigned> nextLinkId{1};
 
-    std::map<unsigned, CoreRequest*> requests; // by request identifier, owned
+    using Requests = std::map<unsigned, CoreRequest*, std::less<unsigned>,
+                              Ferrule::NodeAllocator<std::pair<unsigned const, CoreRequest*>>>;
+    Requests requests; // by request identifier, owned
     std::list<AsyncCallShim> asyncCalls;
-    std::list<SharedPtr<TavixProxy::MethodCall>> pendingMethods;
+    using Methods = std::list<SharedPtr<TavixProxy::MethodCall>,
+                              Ferrule::NodeAllocator<SharedPtr<TavixProxy::MethodCall>>>;
+    Methods pendingMethods;
     std::map<std::string, Registered<TavixProxy::SharedObject>> sharedObjects;
     std::map<std::string, Subscription> eventObservers; // by object name and event, joined
     std::list<ObjectWait*> objectWaits;
@@ -153,6 +158,7 @@ struct ProxyPrivate {
 // One inbound call, from its dispatch until the last holder of the token lets go. While it stands in
 // pendingMethods it is unanswered.
 class TavixProxy::MethodCall : public SharedObjectObserver::MethodInvocation,
+                               public Ferrule::RecycledNode,
                                public Ferrule::NonCopyable<MethodCall> {
 public:
     // Takes data. Adds a NullElem under "params" when the call has none.
@@ -186,7 +192,7 @@ public:
 
     // Guarded by methodLock.
     bool pending = false;
-    std::list<SharedPtr<MethodCall>>::iterator place;
+    ProxyPrivate::Methods::iterator place;
 
 private:
     void answer(Element* result);

@@ -13,6 +13,7 @@
 #include "tavix/capi.h"
 #include "tavix/elements/MapElem.h"
 #include "tavix/foundation/Check.h"
+#include "tavix/foundation/RecycledNode.h"
 #include "tavix/foundation/SingleThreaded.h"
 
 #include <cerrno>
@@ -28,7 +29,7 @@ namespace {
 
 // One reference is the waiting caller's and one the callback's: an exception of a handler that runs in the wait
 // takes the caller away before the answer comes.
-struct SyncCallState {
+struct SyncCallState : Ferrule::RecycledNode {
     Ferrule::Semaphore sem{0};
     std::unique_ptr<MapElem> map;
     Ferrule::AtomicCounter references{2};
