@@ -55,7 +55,7 @@ public:
     // readData goes on without a read.
     bool hasReadAhead() const { return _aheadBegin != _aheadEnd; }
 
-    static constexpr unsigned kReadAhead = 16384;
+    static constexpr unsigned kReadAhead = 65536;
 
     // One send of the current message: the bytes of it still unsent, 0 when there is none, -1 when the
     // connection is broken. When a message is done the next one becomes current, and the answer is that one's

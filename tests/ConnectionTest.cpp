@@ -137,28 +137,30 @@ TEST_F(ConnectionTest, readingAheadLeavesNoWholeFrameBehindAndLosesNoHalf)
             received.push_back(frame);
         EXPECT_EQ(frames, received) << cut;
     }
-    for (unsigned around : {0x100u, Connection::kReadAhead, 2 * Connection::kReadAhead}) {
+    for (unsigned around : {0x100u, kLargeFrame, Connection::kReadAhead}) {
         for (unsigned length = around - 30; length < around + 10; ++length) {
             reconnect();
-            const std::string frame = makeFrame(length, length, 'd');
-            for (int i = 0; i < 3; ++i)
-                sendRaw(frames[1] + frame);
+            const std::string pair = frames[1] + makeFrame(length, length, 'd');
+            sendRaw(pair);
+            sendRaw(pair);
             std::string received;
             for (int callbacks = 0; callbacks < 8; ++callbacks) {
                 for (std::string const& next : readAll())
                     received += next;
             }
-            EXPECT_TRUE(frames[1] + frame + frames[1] + frame + frames[1] + frame == received) << length;
+            EXPECT_TRUE(pair + pair == received) << length;
         }
     }
 
     reconnect();
+    const std::string frame = makeFrame(1020, 1020, 'e');
     std::string flood;
-    for (int i = 0; i < 2000; ++i)
-        flood += frames[0];
+    for (int i = 0; i < 140; ++i)
+        flood += frame;
     sendRaw(flood + std::string(4, 0));
-    EXPECT_EQ(Connection::kReadAhead / 17, readAll().size());
-    EXPECT_EQ(2000 - Connection::kReadAhead / 17, readAll().size() + readAll().size());
+    const size_t inOneRead = Connection::kReadAhead / frame.size();
+    EXPECT_EQ(inOneRead, readAll().size());
+    EXPECT_EQ(140 - inOneRead, readAll().size() + readAll().size());
     EXPECT_EQ(-1, result);
     EXPECT_EQ(1, breaks);
 }
