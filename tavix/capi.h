@@ -27,6 +27,8 @@
 // 7. Callbacks run on the thread that runs the loop, or on a threaded proxy's own, with `userData` as it
 //    was given; what they are shown is lent for the call. They may call, send, add and remove, themselves
 //    too, and wait, while others run further up on the same stack; they do not free the proxy or the loop.
+//    What they send leaves together when those that are due have run, before they wait, or with
+//    tvx_proxy_flush.
 //    Removing waits for a callback that runs on another thread, so that one must be able to end meanwhile;
 //    of two callbacks that remove each other the later one to do so does not wait.
 //
@@ -294,6 +296,8 @@ TAVIX_API int tvx_proxy_is_connected(void);
 // Runs the loop until the semaphore can be taken; beside a threaded proxy's thread it just waits. A null
 // `sem` is a fault that stops the process.
 TAVIX_API void tvx_proxy_wait(TvxProxy* proxy, sem_t* sem);
+// Sends at once what callbacks have sent up to here, for one that goes on for long. Any thread.
+TAVIX_API void tvx_proxy_flush(TvxProxy* proxy);
 // The name of a result, as "PROXY_OK", or "Unknown error" for a value without one. A constant text.
 TAVIX_API const char* tvx_proxy_result_to_string(RemoteProxyResult result);
 

@@ -107,6 +107,12 @@ void tvx_proxy_wait(TvxProxy* proxy, sem_t* sem)
         toCpp(proxy)->wait(sem);
 }
 
+void tvx_proxy_flush(TvxProxy* proxy)
+{
+    if (proxy != nullptr)
+        toCpp(proxy)->flush();
+}
+
 TvxElement* tvx_proxy_call_method(TvxProxy* proxy, const char* objName, const char* method,
                                   TvxElement* params, RemoteProxyResult* result)
 {

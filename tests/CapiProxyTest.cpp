@@ -394,6 +394,26 @@ TEST(CapiThreads, callbacksThatRemoveEachOtherBothEnd)
     tvx_proxy_free(other);
 }
 
+TEST(CapiThreads, whatACallbackFlushesArrivesWhileItRuns)
+{
+    const Bus bus;
+    TvxProxy* const one = tvx_proxy_threaded_new();
+    TvxProxy* const other = tvx_proxy_threaded_new();
+    EXPECT_TRUE(tvx_proxy_connect(one, nullptr) && tvx_proxy_connect(other, nullptr));
+    User object, observer;
+    tvx_proxy_add_observer(other, "tvx", "changed", User::event, &observer);
+    object.act = [&](auto const&) {
+        EXPECT_EQ(PROXY_OK, tvx_proxy_send_event(one, "tvx", "changed", nullptr));
+        tvx_proxy_flush(one);
+        sem_wait(&observer.noted);
+    };
+    EXPECT_EQ(PROXY_OK, tvx_proxy_add_shared_object(one, "object", User::call, &object));
+    EXPECT_EQ(PROXY_OK, tvx_proxy_wait_for_object(other, "object")); // behind its subscription
+    EXPECT_EQ("0 \"5\"", call(other, "object", "any"));
+    tvx_proxy_free(one);
+    tvx_proxy_free(other);
+}
+
 // In a process of its own: 0 when all holds.
 int useTheProcesssProxy(bool threaded)
 {
