@@ -5,12 +5,17 @@
 // With read-ahead both are taken from the bytes that one read has brought, and only the rest of a large frame is
 // still read by itself. What a callback leaves of a small frame is already in that frame's buffer.
 //
+// A message that lends its bytes shares the buffer of that read. Handlers may wait and read on meanwhile: as long as
+// such a message is about, the next read goes into another buffer.
+//
 // handleBrokenConnection may end in the deletion of the connection: it is called last and without locks.
 #include "tavix/Connection.h"
 
+#include "tavix/ReadBufferInternal.h"
 #include "tavix/SendQueueInternal.h"
 #include "tavix/SocketUtil.h"
 #include "tavix/elements/EESFormat.h"
+#include "tavix/elements/SharedBytes.h"
 #include "tavix/foundation/Check.h"
 
 #include <algorithm>
@@ -31,6 +36,11 @@ constexpr unsigned kMinBodyLength = kHeaderLength - kSizeFieldLength;
 // What is read ahead behind a large frame.
 constexpr unsigned kReadAheadOfLarge = 256;
 
+// Values of a frame of this size and more may go on using its memory, and read ahead would keep a multiple of it.
+constexpr unsigned kOwnFrame = kSharedLength - kSizeFieldLength;
+
+static_assert(Connection::kReadAhead == ReadBuffer::kSize, "one read fills the buffer");
+
 } // namespace
 
 Connection::Connection(int clientId, int fd, void (*brokenCallback)(Connection*, void*), void* context)
@@ -48,6 +58,8 @@ Connection::~Connection()
     if (_fd >= 0)
         close(_fd);
     releaseFrame(_pendingRequestBuffer, _messageLength + kSizeFieldLength);
+    if (_ahead)
+        _ahead->unref();
     delete _sendQueue;
 }
 
@@ -65,7 +77,10 @@ std::string Connection::getResultString(Result result)
 int Connection::readData(SharedPtr<Message>* message)
 {
     *message = SharedPtr<Message>();
-    if (_broken || !_readFrame()) {
+    const bool working = !_broken && (!_ahead || _refill());
+    if (working && _lending && _lendMessage(message))
+        return 0;
+    if (!working || !_readFrame()) {
         handleBrokenConnection();
         return -1;
     }
@@ -74,19 +89,41 @@ int Connection::readData(SharedPtr<Message>* message)
     return 0;
 }
 
-void Connection::readAhead()
+void Connection::readAhead(bool lending)
 {
     char const* const wanted = std::getenv("TAVIX_READ_AHEAD");
-    if (wanted && std::strcmp(wanted, "0") == 0)
+    if (_ahead || (wanted && std::strcmp(wanted, "0") == 0))
         return;
-    _ahead.reset(new (std::nothrow) unsigned char[kReadAhead]);
+    _ahead = new (std::nothrow) ReadBuffer;
+    _lending = lending;
+}
+
+// A small frame that is all there. Nothing may be written over the frame behind it, whose first byte is the zero byte
+// that is needed; if it is not, that size cannot be.
+bool Connection::_lendMessage(SharedPtr<Message>* message)
+{
+    const unsigned there = _aheadEnd - _aheadBegin;
+    if (_pendingRequestBuffer || _headerRead != 0 || there < kHeaderLength)
+        return false;
+    unsigned char* const frame = _ahead->bytes + _aheadBegin;
+    const unsigned length = readBigEndian32(frame);
+    const unsigned size = length + kSizeFieldLength;
+    if (length < kMinBodyLength || length >= kOwnFrame || size > there)
+        return false;
+    if (size == there)
+        frame[size] = 0;
+    else if (frame[size] != 0)
+        return false;
+    _aheadBegin += size;
+    _lastWasLarge = false;
+    *message = SharedPtr<Message>(new (std::nothrow) Message(*_ahead, frame, size));
+    (*message)->clientId = _clientId;
+    return true;
 }
 
 // Each of the reading steps answers false when the connection is broken.
 bool Connection::_readFrame()
 {
-    if (_ahead && !_refill())
-        return false;
     if (!_pendingRequestBuffer && !_readSize())
         return false;
     return !_pendingRequestBuffer || _readBody();
@@ -98,8 +135,17 @@ bool Connection::_refill()
 {
     if (hasReadAhead() || (_pendingRequestBuffer && _messageLength >= kLargeFrame))
         return true;
+    if (_ahead->isShared())
+        _renewAhead();
     _aheadBegin = _aheadEnd = 0;
-    return _receive(_ahead.get(), _lastWasLarge ? kReadAheadOfLarge : kReadAhead, _aheadEnd);
+    return _receive(_ahead->bytes, _lastWasLarge ? kReadAheadOfLarge : kReadAhead, _aheadEnd);
+}
+
+void Connection::_renewAhead()
+{
+    _ahead->unref();
+    _ahead = new (std::nothrow) ReadBuffer;
+    TAVIX_CHECK(_ahead, "_ahead");
 }
 
 bool Connection::_readSize()
@@ -154,7 +200,7 @@ bool Connection::_readBody()
 void Connection::_takeAhead(unsigned char* target, unsigned missing, unsigned& count)
 {
     const unsigned taken = std::min(missing, _aheadEnd - _aheadBegin);
-    std::memcpy(target, _ahead.get() + _aheadBegin, taken);
+    std::memcpy(target, _ahead->bytes + _aheadBegin, taken);
     _aheadBegin += taken;
     count += taken;
 }

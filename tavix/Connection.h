@@ -6,7 +6,6 @@
 #include <tavix/foundation/SharedPtr.h>
 
 #include <atomic>
-#include <memory>
 #include <string>
 
 namespace Tavix {
@@ -50,7 +49,9 @@ public:
     // message. No loop reports what was read ahead, so in each callback the owner repeats readData while
     // hasReadAhead(). That costs it two reads at most: the rest of a frame of kLargeFrame bytes and more is read
     // straight into the message. Stays off without memory, and with TAVIX_READ_AHEAD=0 in the environment. To be called before the first readData.
-    void readAhead();
+    // With `lending`, small messages share what was read, up to 64 KiB, instead of copying their bytes out of it: for
+    // owners that have done with a message soon.
+    void readAhead(bool lending = false);
 
     // readData goes on without a read.
     bool hasReadAhead() const { return _aheadBegin != _aheadEnd; }
@@ -109,8 +110,10 @@ public:
 private:
     struct SendQueue;
 
+    bool _lendMessage(SharedPtr<Message>* message);
     bool _readFrame();
     bool _refill();
+    void _renewAhead();
     bool _readSize();
     bool _acceptSize();
     bool _readBody();
@@ -146,7 +149,8 @@ private:
     unsigned char* _pendingRequestBuffer = nullptr; // owned; null before the size field is complete
 
     // What was read ahead: of the loop's thread, and empty between the owner's callbacks.
-    std::unique_ptr<unsigned char[]> _ahead; // null unless the owner asked for it
+    ReadBuffer* _ahead = nullptr; // one reference; null unless the owner asked for it
+    bool _lending = false;
     unsigned _aheadBegin = 0;
     unsigned _aheadEnd = 0;
     bool _lastWasLarge = false;

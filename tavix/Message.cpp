@@ -1,5 +1,7 @@
 #include "tavix/Message.h"
 
+#include "tavix/ReadBufferInternal.h"
+
 namespace Tavix {
 
 namespace {
@@ -33,6 +35,17 @@ private:
 };
 
 } // namespace
+
+Message::Message(ReadBuffer& buffer, unsigned char* data, unsigned size)
+    : data(data), size(size), blockLength(size), lender(&buffer)
+{
+    buffer.ref();
+}
+
+void Message::giveBack()
+{
+    lender->unref();
+}
 
 int Message::gather(unsigned from, iovec* entries, int count) const
 {

@@ -32,7 +32,8 @@ namespace Tavix {
 struct ProxyLink {
     ProxyLink(int fd, unsigned linkId) : connection(0, fd, nullptr, nullptr), id(linkId)
     {
-        connection.readAhead();
+        connection.readAhead(
+            true); // no message outlives handleReceivedMessage, but for those whose values share it
     }
 
     Connection connection;

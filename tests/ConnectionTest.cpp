@@ -61,8 +61,8 @@ protected:
         sockets = std::make_unique<SocketPair>();
         setBlocking(sockets->near());
         connection.reset(new Connection(7, sockets->giveNear(), onBroken, this));
-        if (ahead)
-            connection->readAhead();
+        if (mode != kPlain)
+            connection->readAhead(mode == kLending);
     }
 
     void sendRaw(std::string const& bytes)
@@ -100,15 +100,15 @@ protected:
     std::unique_ptr<Connection> connection;
     int result = 0;
     int breaks = 0;
-    bool ahead = false;
+    enum Mode { kPlain, kAhead, kLending } mode = kPlain;
 };
 
 TEST_F(ConnectionTest, framesArriveWholeAndOnePerCall)
 {
     const std::string first = makeFrame(20, 20, 'a');
     const std::string second = makeFrame(13, 13, 'b');
-    for (bool mode : {false, true}) {
-        ahead = mode;
+    for (Mode next : {kPlain, kAhead, kLending}) {
+        mode = next;
         reconnect();
         for (std::size_t i = 0; i + 1 < first.size(); ++i) {
             sendRaw(first.substr(i, 1));
@@ -123,7 +123,7 @@ TEST_F(ConnectionTest, framesArriveWholeAndOnePerCall)
 
 TEST_F(ConnectionTest, readingAheadLeavesNoWholeFrameBehindAndLosesNoHalf)
 {
-    ahead = true;
+    mode = kLending;
     const std::vector<std::string> frames = {makeFrame(13, 13, 'a'), makeFrame(21, 21, 'b'),
                                              makeFrame(16, 16, 'c')};
     const std::string all = frames[0] + frames[1] + frames[2];
@@ -163,6 +163,45 @@ TEST_F(ConnectionTest, readingAheadLeavesNoWholeFrameBehindAndLosesNoHalf)
     EXPECT_EQ(140 - inOneRead, readAll().size() + readAll().size());
     EXPECT_EQ(-1, result);
     EXPECT_EQ(1, breaks);
+}
+
+// As when a handler waits, and what comes meanwhile is read.
+TEST_F(ConnectionTest, readingAheadLendsBytesThatStayBehindLaterReads)
+{
+    struct Case {
+        std::string frame;
+        bool lent;
+    };
+    const Case small{makeFrame(13, 13, 'a'), true};
+    // The last one finds a frame behind it that cannot be.
+    const std::vector<std::vector<Case>> reads = {
+        {small, {makeFrame(8187, 8187, 'b'), true}, {makeFrame(8188, 8188, 'c'), false}, small},
+        {{makeFrame(9000, 9000, 'd'), false}, {makeFrame(300, 300, 'e'), true}},
+        {small, {makeFrame(200, 200, 'f'), false}}};
+    mode = kLending;
+    reconnect();
+    std::vector<SharedPtr<Message>> kept;
+    for (auto const& read : reads) {
+        std::string bytes;
+        for (Case const& c : read)
+            bytes += c.frame;
+        sendRaw(&read == &reads.back() ? bytes + makeFrame(0x80000000, 30, 'x') : bytes);
+        for (std::size_t i = 0; i < read.size(); ++i)
+            EXPECT_EQ(0, connection->readData(&kept.emplace_back()));
+    }
+    EXPECT_EQ("", readOnce());
+    EXPECT_EQ(1, breaks);
+    connection.reset();
+    auto message = kept.begin();
+    for (auto const& read : reads) {
+        for (Case const& c : read) {
+            ASSERT_TRUE(message->get());
+            EXPECT_EQ(c.lent, (*message)->lender != nullptr);
+            EXPECT_TRUE(c.frame + '\0' ==
+                        std::string(reinterpret_cast<char*>((*message)->data), c.frame.size() + 1));
+            ++message;
+        }
+    }
 }
 
 TEST_F(ConnectionTest, sizesThatCannotBeBreakTheConnectionOnce)

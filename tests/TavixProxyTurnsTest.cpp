@@ -4,6 +4,7 @@
 #include "support/TestBus.h"
 #include "tavix/elements/IntegerElem.h"
 #include "tavix/elements/NullElem.h"
+#include "tavix/elements/StringElem.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -127,6 +128,21 @@ TEST_F(TavixProxyTurns, aWaitOnAnotherProxySendsWhatThisOneHasHeldBack)
     other.peer->send(makeRequest(CallMethod, 7, "relay", "tick"));
     other.settle();
     EXPECT_EQ("7: null", other.peer->hear());
+}
+
+TEST_F(TavixProxyTurns, aTokenKeepsItsCallBehindLaterReads)
+{
+    Service::Invocation kept;
+    agent.take = [&](Service::Invocation const& token) { return !kept.get() && (kept = token).get(); };
+    for (char fill : {'a', 'b'}) {
+        const std::string text(3000, fill);
+        peer->send(stamped(makeRequest(CallMethod, 7, "agent", {fill}, new StringElem(text)), 3));
+        settle();
+    }
+    EXPECT_THAT(seen, ElementsAre("b"));
+    EXPECT_EQ("a", kept->getMethodName());
+    EXPECT_EQ(std::string(3000, 'a'), kept->getParams()->stringValue());
+    kept->respond(kept->getParams());
 }
 
 TEST_F(TavixProxyTurns, anExceptionOfACallbackKeepsNothingBack)
