@@ -47,8 +47,10 @@ public:
 
     // From now on readData takes what is there, up to kReadAhead bytes, out of one read, and hands it out message by
     // message. No loop reports what was read ahead, so in each callback the owner repeats readData while
-    // hasReadAhead(). That costs it two reads at most: the rest of a frame of kLargeFrame bytes and more is read
-    // straight into the message. Stays off without memory, and with TAVIX_READ_AHEAD=0 in the environment. To be called before the first readData.
+    // hasReadAhead(), or sees to it that the loop calls back. That costs it two reads at most: the rest of a frame of
+    // kLargeFrame bytes and more is read straight into the message. Stays off without memory, and with
+    // TAVIX_READ_AHEAD=0 in the environment. To be called before the first readData.
+    //
     // With `lending`, small messages share what was read, up to 64 KiB, instead of copying their bytes out of it: for
     // owners that have done with a message soon.
     void readAhead(bool lending = false);

@@ -30,10 +30,10 @@ namespace Tavix {
 // so a break that one thread finds never pulls the object away under another that is inside readData or
 // writeData.
 struct ProxyLink {
+    // Its messages may lend: none outlives its turn, but for those whose values share it.
     ProxyLink(int fd, unsigned linkId) : connection(0, fd, nullptr, nullptr), id(linkId)
     {
-        connection.readAhead(
-            true); // no message outlives handleReceivedMessage, but for those whose values share it
+        connection.readAhead(true);
     }
 
     Connection connection;
