@@ -7,6 +7,7 @@
 #include "tavix/TavixProxyBackChannelInternal.h"
 #include "tavix/capi.h"
 #include "tavix/elements/EESPeekParser.h"
+#include "tavix/elements/RoutingMemoInternal.h"
 #include "tavix/foundation/AtomicCounter.h"
 #include "tavix/foundation/NodeAllocator.h"
 #include "tavix/foundation/NonCopyable.h"
@@ -153,6 +154,9 @@ struct ProxyPrivate {
     std::set<ObjectReadyObserver*> readyObservers; // owned, as they are by themselves
     std::atomic<pthread_t> queueingThread{0};      // its requests are queued only; see addObserver
     std::atomic<unsigned> nextRequestId{1};
+    // Of the thread that takes the turns.
+    RoutingMemo callMemo;
+    RoutingMemo eventMemo;
     BackChannels backChannels;
 };
 

@@ -17,6 +17,7 @@
 #include "tavix/SocketUtil.h"
 #include "tavix/TavixProxy.h"
 #include "tavix/TvxObjectInternal.h"
+#include "tavix/elements/RoutingMemoInternal.h"
 
 #include <algorithm>
 #include <atomic>
@@ -48,8 +49,8 @@ int openSpare()
 
 TavixBus::TavixBus(SharedPtr<PollLoopIf> const& loop, int socketBufferSize, int udsServerSocket,
                    int tcpServerSocket)
-    : _pendingCalls(new PendingCalls), _spareFd(openSpare()), _pollLoop(loop),
-      _socketBufferSize(socketBufferSize), _tvxObject(new TvxObject(this, loop)),
+    : _pendingCalls(new PendingCalls), _spareFd(openSpare()), _routing(new RoutingMemo[kMemos]),
+      _pollLoop(loop), _socketBufferSize(socketBufferSize), _tvxObject(new TvxObject(this, loop)),
       _activationPending(new ActivationPending)
 {
     int pair[2];

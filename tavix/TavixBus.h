@@ -22,6 +22,7 @@ class EventObservers;
 struct Message;
 class PendingCalls;
 struct RoutingFields;
+class RoutingMemo;
 class TavixProxy;
 class TvxObject;
 
@@ -67,6 +68,7 @@ public:
     void getEventListDebugForClientId(int clientId, std::string& text);
 
 private:
+    static constexpr unsigned kMemos = 8;
     static constexpr int kMaxConnections = 128; // the bus's own included
 
     static void acceptCallback(void** source, void* bus);
@@ -119,7 +121,8 @@ private:
     // Every connection stands in both tables, and its Connection knows its source.
     Table<Connection*, int> _connectionsByClientId;
     Table<Connection*, void**> _connectionsBySource;
-    Connection* _reading = nullptr;    // whose messages are being routed; null when it has gone
+    std::unique_ptr<RoutingMemo[]> _routing; // of the streams of kMemos clients
+    Connection* _reading = nullptr;          // whose messages are being routed; null when it has gone
     std::vector<Connection*> _toFlush; // each once, null when it has gone; empty between the loop's callbacks
     SharedPtr<PollLoopIf> _pollLoop;
     const int _socketBufferSize;

@@ -17,6 +17,7 @@
 #include "tavix/elements/EESVisitor.h"
 #include "tavix/elements/ExceptionElem.h"
 #include "tavix/elements/NullElem.h"
+#include "tavix/elements/RoutingMemoInternal.h"
 
 #include <cstdio>
 #include <string>
@@ -80,8 +81,8 @@ void TavixBus::handleReceivedMessage(SharedPtr<Message> const& message)
 void TavixBus::peekMessage(SharedPtr<Message> const& message, RoutingFields& fields) const
 {
     message->messageId = readBigEndian32(message->data + kOffsetMessageId);
-    EESPeekParser::readRoutingFields(message->data + kSizeFieldLength, message->size - kSizeFieldLength,
-                                     kParsePosition, fields);
+    RoutingMemo& memo = _routing[static_cast<unsigned>(message->clientId) % kMemos];
+    memo.readRoutingFields(message->data + kSizeFieldLength, message->size - kSizeFieldLength, fields);
 }
 
 Element* TavixBus::parseMessage(SharedPtr<Message> const& message) const

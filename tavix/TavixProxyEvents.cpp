@@ -220,7 +220,7 @@ bool TavixProxy::dispatchPlainEvent(Message const& message, std::shared_ptr<void
     unsigned char const* const block = message.data + kSizeFieldLength;
     const unsigned length = message.size - kSizeFieldLength;
     RoutingFields fields;
-    EESPeekParser::readRoutingFields(block, length, kParsePosition, fields, true);
+    _private->eventMemo.readRoutingFields(block, length, fields, true);
     if (!fields.regular || fields.messageType != "method" || !fields.event || !fields.objName ||
         !fields.data || fields.valuePosition >= length)
         return false;

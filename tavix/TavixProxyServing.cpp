@@ -209,7 +209,7 @@ bool TavixProxy::dispatchPlainCall(Message const& message, unsigned clientId, un
     unsigned char const* const block = message.data + kSizeFieldLength;
     const unsigned length = message.size - kSizeFieldLength;
     RoutingFields fields;
-    EESPeekParser::readRoutingFields(block, length, kParsePosition, fields, true);
+    _private->callMemo.readRoutingFields(block, length, fields, true);
     if (!fields.regular || fields.messageType != "method" || fields.systemRule != "callMethod" ||
         fields.event || !fields.objName || !fields.method || !fields.params || fields.valuePosition >= length)
         return false;

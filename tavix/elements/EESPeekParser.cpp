@@ -5,6 +5,7 @@
 
 #include "tavix/elements/EESFormat.h"
 #include "tavix/elements/ElementText.h"
+#include "tavix/elements/RoutingMemoInternal.h"
 
 #include <cstdio>
 
@@ -23,6 +24,7 @@ struct RoutingInfo {
     bool quiet;
     int status = 0;
     bool dumped = false;
+    unsigned nodesLeft = 0; // at the last entry, with its two
 };
 
 bool isQuiet(PeekInfo const*)
@@ -79,15 +81,16 @@ void enter(RoutingInfo* info, std::string_view name, std::string_view text, unsi
         info->fields.regular = false;
 }
 
-void noteEntry(PeekInfo*, bool)
+void noteEntry(PeekInfo*, unsigned)
 {
 }
 
 // The tree reader takes a name in the last place for one without a value, and walks into a container by its count
 // where this reader steps over it by its length: only with the value as the last entry do both see the same.
-void noteEntry(RoutingInfo* info, bool isLastName)
+void noteEntry(RoutingInfo* info, unsigned nodesLeft)
 {
-    if (isLastName || info->fields.params || info->fields.data)
+    info->nodesLeft = nodesLeft;
+    if (nodesLeft < 2 || info->fields.params || info->fields.data)
         info->fields.regular = false;
 }
 
@@ -226,7 +229,7 @@ unsigned readWholeEntries(Info* info, unsigned count)
         unsigned char const* const next = value && !name.empty() ? wholeString(value, end, text) : nullptr;
         if (!next)
             break;
-        noteEntry(info, false);
+        noteEntry(info, count - read);
         enter(info, name, text, static_cast<unsigned>(value - info->data), true);
         at = next;
     }
@@ -249,7 +252,7 @@ void readRoot(Info* info, unsigned count)
             ++i;
             continue;
         }
-        noteEntry(info, i + 1 >= count);
+        noteEntry(info, count - i);
         readNode(info, true, name, false);
         i += 2;
     }
@@ -268,20 +271,29 @@ void readNonTerminal(Info* info, unsigned id, bool isRoot)
         reportUnknown(info, "!!!EEESPeekParser -  Unknown Terminal ID : %d\n", id);
 }
 
+// The text of a node, and whether it was a string that is all there.
+template <class Info>
+std::string_view readText(Info* info, bool isRoot, bool& isString)
+{
+    std::string_view text = "";
+    isString = readWholeString(info, text);
+    if (isString)
+        return text;
+    unsigned const id = readField(info, EESPeekParser::pid_len);
+    unsigned const mark = readField(info, EESPeekParser::pdt_len);
+    if (mark == kMarkContainer)
+        readNonTerminal(info, id, isRoot);
+    else if (mark == kMarkValue)
+        text = readTerminal(info, id);
+    return text;
+}
+
 template <class Info>
 void readNode(Info* info, bool record, std::string_view name, bool isRoot)
 {
     unsigned const start = info->position;
-    std::string_view text = "";
-    bool const isString = readWholeString(info, text);
-    if (!isString) {
-        unsigned const id = readField(info, EESPeekParser::pid_len);
-        unsigned const mark = readField(info, EESPeekParser::pdt_len);
-        if (mark == kMarkContainer)
-            readNonTerminal(info, id, isRoot);
-        else if (mark == kMarkValue)
-            text = readTerminal(info, id);
-    }
+    bool isString;
+    std::string_view const text = readText(info, isRoot, isString);
     if (record)
         enter(info, name, text, start, isString);
 }
@@ -300,6 +312,21 @@ void EESPeekParser::readRoutingFields(unsigned char const* data, unsigned length
 {
     RoutingInfo info{data, position, length, fields, quiet};
     readNode(&info, false, "", true);
+}
+
+bool RoutingMemo::readWhole(unsigned char const* data, unsigned length, RoutingFields& fields, bool quiet)
+{
+    RoutingInfo info{data, kParsePosition, length, fields, quiet};
+    readNode(&info, false, "", true);
+    return fields.regular && info.nodesLeft == 2 && fields.valuePosition != 0;
+}
+
+std::string_view RoutingMemo::readValue(unsigned char const* data, unsigned length, RoutingFields& fields,
+                                        bool quiet)
+{
+    RoutingInfo info{data, fields.valuePosition, length, fields, quiet};
+    bool isString;
+    return readText(&info, false, isString);
 }
 
 unsigned EESPeekParser::readValue(PeekEncodedBlockInfo* info, int width)
