@@ -23,6 +23,8 @@
 #include <semaphore.h>
 #include <set>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Tavix {
@@ -104,6 +106,22 @@ struct ProxyPrivate {
         unsigned linkId = 0; // of the connection on which the bus was asked for the pair last
     };
 
+    // A subscription's key is its two names, joined; a search takes them as they are.
+    struct JoinedOrder {
+        using is_transparent = void;
+        using Names = std::pair<std::string_view, std::string_view>;
+
+        bool operator()(std::string const& one, std::string const& other) const { return one < other; }
+        bool operator()(std::string const& key, Names const& names) const { return compare(key, names) < 0; }
+        bool operator()(Names const& names, std::string const& key) const { return compare(key, names) > 0; }
+
+        static int compare(std::string_view key, Names const& names)
+        {
+            const int order = key.compare(0, names.first.size(), names.first);
+            return order != 0 ? order : key.substr(names.first.size()).compare(names.second);
+        }
+    };
+
     // One waitForObject under way. Its observer and the end of the connection may both end it, at once too.
     struct ObjectWait {
         explicit ObjectWait(ProxyPrivate& waited);
@@ -149,7 +167,7 @@ struct ProxyPrivate {
                               Ferrule::NodeAllocator<SharedPtr<TavixProxy::MethodCall>>>;
     Methods pendingMethods;
     std::map<std::string, Registered<TavixProxy::SharedObject>> sharedObjects;
-    std::map<std::string, Subscription> eventObservers; // by object name and event, joined
+    std::map<std::string, Subscription, JoinedOrder> eventObservers; // by object name and event
     std::list<ObjectWait*> objectWaits;
     std::set<ObjectReadyObserver*> readyObservers; // owned, as they are by themselves
     std::atomic<pthread_t> queueingThread{0};      // its requests are queued only; see addObserver

@@ -33,10 +33,10 @@ public:
             info->unref();
     }
 
-    void collect(ProxyPrivate& proxy, std::string const& key)
+    void collect(ProxyPrivate& proxy, std::string_view objName, std::string_view event)
     {
         Ferrule::Guard<std::mutex> guard(proxy.tableLock);
-        auto entry = proxy.eventObservers.find(key);
+        auto entry = proxy.eventObservers.find(std::make_pair(objName, event));
         if (entry == proxy.eventObservers.end())
             return;
         _observers.assign(entry->second.observers.begin(), entry->second.observers.end());
@@ -46,11 +46,16 @@ public:
 
     bool isEmpty() const { return _observers.empty(); }
 
-    void run(std::string const& objName, std::string const& event, std::string const& identity, Element* data)
+    void run(std::string objName, std::string event, std::string identity, Element* data)
     {
+        TavixProxy::EventObserverInfo* const last = _observers.empty() ? nullptr : _observers.back();
         for (TavixProxy::EventObserverInfo* info : _observers) {
             const Registration::Call running(*info);
-            if (running)
+            if (!running)
+                continue;
+            if (info == last)
+                info->observer->event(std::move(objName), std::move(event), data, std::move(identity));
+            else
                 info->observer->event(objName, event, data, identity);
         }
     }
@@ -201,14 +206,14 @@ void TavixProxy::dispatchEvent(ResponseData* data)
         dispatchMethodCall(owned.release());
         return;
     }
-    const std::string objName = textOf(map, "objName");
-    const std::string event = textOf(map, "event");
+    std::string objName = textOf(map, "objName");
+    std::string event = textOf(map, "event");
     Element* value = map->find("data");
     if (_log.get())
         _log->logEventReceived(objName, event, value);
     Delivery delivery;
-    delivery.collect(*_private, objName + event);
-    delivery.run(objName, event, textOf(map, "identity"), value);
+    delivery.collect(*_private, objName, event);
+    delivery.run(std::move(objName), std::move(event), textOf(map, "identity"), value);
 }
 
 // As dispatchPlainCall: of an event as encoders write it only the data is decoded, and that only when
@@ -224,19 +229,20 @@ bool TavixProxy::dispatchPlainEvent(Message const& message, std::shared_ptr<void
     if (!fields.regular || fields.messageType != "method" || !fields.event || !fields.objName ||
         !fields.data || fields.valuePosition >= length)
         return false;
-    const std::string objName(*fields.objName);
-    const std::string event(*fields.event);
     Delivery delivery;
-    delivery.collect(*_private, objName + event);
+    delivery.collect(*_private, *fields.objName, *fields.event);
     if (delivery.isEmpty() && !_log.get())
         return true;
     std::unique_ptr<Element> data(EESParser::readContainer(block, length, fields.valuePosition,
                                                            message.data[kOffsetVersion], owner, 1));
     if (!data)
         return false;
+    std::string objName(*fields.objName);
+    std::string event(*fields.event);
     if (_log.get())
         _log->logEventReceived(objName, event, data.get());
-    delivery.run(objName, event, std::string(fields.identity.value_or(std::string_view())), data.get());
+    delivery.run(std::move(objName), std::move(event),
+                 std::string(fields.identity.value_or(std::string_view())), data.get());
     return true;
 }
 
