@@ -45,40 +45,93 @@ char* putString(char* at, std::string_view text)
     return at + text.copy(at, text.size());
 }
 
+// Texts as nodes, made by the compiler. All `size` bytes are copied, which takes no call; what comes next overwrites
+// those that are too many.
+template <unsigned size>
+struct Nodes {
+    template <class... Text>
+    constexpr Nodes(Text const&... texts)
+    {
+        (add(texts), ...);
+    }
+
+    constexpr void add(std::string_view text)
+    {
+        bytes[length] = kNodeString;
+        bytes[length + 1] = kMarkValue;
+        bytes[length + 5] = static_cast<char>(text.size());
+        length += kValueHeadLength;
+        for (char c : text)
+            bytes[length++] = c;
+    }
+
+    char* put(char* at) const
+    {
+        std::memcpy(at, bytes, size);
+        return at + length;
+    }
+
+    char bytes[size] = {};
+    unsigned length = 0;
+};
+
+using Key = Nodes<16>;
+using Head = Nodes<88>; // up to the name of the object
+
+constexpr Head headOf(std::string_view messageType, std::string_view systemRule)
+{
+    return Head("messageType", messageType, "systemRule", systemRule, "objName");
+}
+
 // What the root map of a type of message holds.
 struct MessageForm {
-    std::string_view messageType;
-    std::string_view systemRule;
-    // The key of the method's or the event's name; unused by the types without one.
-    std::string_view nameKey;
+    Head head;
+    // The key of the method's or the event's name; not written by the types without one.
+    Key nameKey;
     // The key of the one value that the caller may add.
-    std::string_view tailKey;
+    std::string_view tailText;
+    Key tailKey;
     bool hasIdentity;
     bool hasName;
     bool hasTail;
+
+    constexpr unsigned childCount() const
+    {
+        return 6 + (hasIdentity ? 2 : 0) + (hasName ? 2 : 0) + (hasTail ? 1 : 0);
+    }
 };
 
-MessageForm formOf(int type)
+MessageForm const& formOf(int type)
 {
+    static constexpr MessageForm
+        kCall = {headOf("method", "callMethod"), {"method"}, "params", {"params"}, true, true, true},
+        kCallVoid = {headOf("method", "callVoidMethod"), {"method"}, "params", {"params"}, true, true, true},
+        kObserve = {headOf("method", "addObserver"), {"event"}, "", {}, false, true, false},
+        kObserveNoMore = {headOf("method", "removeObserver"), {"event"}, "", {}, false, true, false},
+        kAddObject = {headOf("method", "addSharedObject"), {""}, "", {}, false, true, false},
+        kRemoveObject = {headOf("method", "removeSharedObject"), {""}, "", {}, false, true, false},
+        kEvent = {headOf("method", "event"), {"event"}, "data", {"data"}, true, true, true},
+        kBackChannel = {headOf("backChannel", "backChannel"), {}, "params", {"params"}, false, false, true},
+        kOther = {headOf("method", ""), {}, "", {}, false, false, false};
     switch (type) {
     case CallMethod:
-        return {"method", "callMethod", "method", "params", true, true, true};
+        return kCall;
     case CallVoidMethod:
-        return {"method", "callVoidMethod", "method", "params", true, true, true};
+        return kCallVoid;
     case AddObserver:
-        return {"method", "addObserver", "event", "", false, true, false};
+        return kObserve;
     case RemoveObserver:
-        return {"method", "removeObserver", "event", "", false, true, false};
+        return kObserveNoMore;
     case AddSharedObject:
-        return {"method", "addSharedObject", "", "", false, true, false};
+        return kAddObject;
     case RemoveSharedObject:
-        return {"method", "removeSharedObject", "", "", false, true, false};
+        return kRemoveObject;
     case Event:
-        return {"method", "event", "event", "data", true, true, true};
+        return kEvent;
     case BackChannel:
-        return {"backChannel", "backChannel", "", "params", false, false, true};
+        return kBackChannel;
     default:
-        return {"method", "", "", "", false, false, false};
+        return kOther;
     }
 }
 
@@ -213,9 +266,10 @@ void EESVisitor::_startRoot(int type, unsigned messageId, std::string_view tailK
 
 void EESVisitor::startMessage(int type, unsigned messageId)
 {
+    static constexpr Nodes<48> kResponse("messageType", "response", "result");
     _startRoot(type, messageId, "result");
-    addStringChild("messageType", "response");
-    _addText(_key);
+    if (_reserve(sizeof kResponse.bytes))
+        _written(kResponse.put(_buffer + _offset));
     _rootChildCount = 3;
     _valueWritten = false;
 }
@@ -229,23 +283,20 @@ EESVisitor::Result EESVisitor::startMessage(int type, unsigned messageId, std::s
 EESVisitor::Result EESVisitor::startMessage(int type, unsigned messageId, std::string const& objName,
                                             std::string const& name, std::string const& identity)
 {
-    MessageForm const form = formOf(type);
-    _startRoot(type, messageId, form.tailKey);
-    addStringChild("messageType", form.messageType);
-    addStringChild("systemRule", form.systemRule);
-    addStringChild("objName", objName);
-    _rootChildCount = 6;
-    if (form.hasIdentity) {
-        addStringChild("identity", identity);
-        _rootChildCount += 2;
-    }
-    if (form.hasName) {
-        addStringChild(form.nameKey, name);
-        _rootChildCount += 2;
-    }
-    if (form.hasTail) {
-        _addText(form.tailKey);
-        _rootChildCount += 1;
+    static constexpr Key kIdentity("identity");
+    MessageForm const& form = formOf(type);
+    _startRoot(type, messageId, form.tailText);
+    _rootChildCount = form.childCount();
+    const std::size_t fixed = sizeof(Head) + 3 * (sizeof(Key) + kValueHeadLength);
+    if (_reserve(fixed + objName.size() + identity.size() + name.size())) {
+        char* at = putString(form.head.put(_buffer + _offset), objName);
+        if (form.hasIdentity)
+            at = putString(kIdentity.put(at), identity);
+        if (form.hasName)
+            at = putString(form.nameKey.put(at), name);
+        if (form.hasTail)
+            at = form.tailKey.put(at);
+        _written(at);
     }
     _valueWritten = false;
     return kSuccess;
