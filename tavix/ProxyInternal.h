@@ -152,7 +152,7 @@ struct ProxyPrivate {
     std::mutex requestLock;            // guards requests and asyncCalls
     std::mutex writeLock;              // one writer at a time, and the source of every link
     std::mutex methodLock;             // guards pendingMethods and the place of every call in it
-    std::mutex tableLock;              // guards sharedObjects, eventObservers and the two behind it
+    std::mutex tableLock;              // guards sharedObjects, eventObservers and the three behind it
     std::mutex subscriptionLock;       // one change of eventObservers at a time, with its message to the bus
 
     std::shared_ptr<ProxyLink> link;
@@ -168,6 +168,8 @@ struct ProxyPrivate {
     Methods pendingMethods;
     std::map<std::string, Registered<TavixProxy::SharedObject>> sharedObjects;
     std::map<std::string, Subscription, JoinedOrder> eventObservers; // by object name and event
+    // The subscription of an event that comes again, by the number of eventMemo. Goes with any of them.
+    std::pair<unsigned, Subscription*> repeated{0, nullptr};
     std::list<ObjectWait*> objectWaits;
     std::set<ObjectReadyObserver*> readyObservers; // owned, as they are by themselves
     std::atomic<pthread_t> queueingThread{0};      // its requests are queued only; see addObserver

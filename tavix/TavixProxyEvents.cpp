@@ -33,13 +33,18 @@ public:
             info->unref();
     }
 
-    void collect(ProxyPrivate& proxy, std::string_view objName, std::string_view event)
+    // number: what eventMemo has answered, or 0.
+    void collect(ProxyPrivate& proxy, unsigned number, std::string_view objName, std::string_view event)
     {
         Ferrule::Guard<std::mutex> guard(proxy.tableLock);
-        auto entry = proxy.eventObservers.find(std::make_pair(objName, event));
-        if (entry == proxy.eventObservers.end())
-            return;
-        _observers.assign(entry->second.observers.begin(), entry->second.observers.end());
+        if (number == 0 || proxy.repeated.first != number) {
+            auto entry = proxy.eventObservers.find(std::make_pair(objName, event));
+            if (entry == proxy.eventObservers.end())
+                return;
+            proxy.repeated = {number, &entry->second};
+        }
+        std::vector<Info*> const& observers = proxy.repeated.second->observers;
+        _observers.assign(observers.begin(), observers.end());
         for (TavixProxy::EventObserverInfo* info : _observers)
             info->ref();
     }
@@ -170,8 +175,10 @@ TavixProxy::EventObserverInfo* TavixProxy::takeOutObserver(std::string const& ke
     EventObserverInfo* info = *place;
     subscription.observers.erase(place);
     last = subscription.observers.empty();
-    if (last)
+    if (last) {
         _private->eventObservers.erase(entry);
+        _private->repeated = {};
+    }
     return info;
 }
 
@@ -212,7 +219,7 @@ void TavixProxy::dispatchEvent(ResponseData* data)
     if (_log.get())
         _log->logEventReceived(objName, event, value);
     Delivery delivery;
-    delivery.collect(*_private, objName, event);
+    delivery.collect(*_private, 0, objName, event);
     delivery.run(std::move(objName), std::move(event), textOf(map, "identity"), value);
 }
 
@@ -225,12 +232,12 @@ bool TavixProxy::dispatchPlainEvent(Message const& message, std::shared_ptr<void
     unsigned char const* const block = message.data + kSizeFieldLength;
     const unsigned length = message.size - kSizeFieldLength;
     RoutingFields fields;
-    _private->eventMemo.readRoutingFields(block, length, fields, true);
+    const unsigned number = _private->eventMemo.readRoutingFields(block, length, fields, true);
     if (!fields.regular || fields.messageType != "method" || !fields.event || !fields.objName ||
         !fields.data || fields.valuePosition >= length)
         return false;
     Delivery delivery;
-    delivery.collect(*_private, *fields.objName, *fields.event);
+    delivery.collect(*_private, number, *fields.objName, *fields.event);
     if (delivery.isEmpty() && !_log.get())
         return true;
     std::unique_ptr<Element> data(EESParser::readContainer(block, length, fields.valuePosition,

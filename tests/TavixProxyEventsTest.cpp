@@ -69,6 +69,18 @@ protected:
     Noting a{"a", notes}, b{"b", notes}, c{"c", notes};
 };
 
+TEST_F(TavixProxyEvents, streamsFollowTheirObservers)
+{
+    EXPECT_EQ(PROXY_OK, add(a));
+    EXPECT_EQ(PROXY_OK, add(b, "ab", "d"));
+    for (char const* event : {"c", "c", "c", "d", "d", "d", "c", "d", "c", "c"})
+        EXPECT_THAT(deliver(new StringElem("x"), "ab", event),
+                    ElementsAre(*event == 'c' ? "a ab.c \"x\"" : "b ab.d \"x\""));
+    EXPECT_EQ(PROXY_OK, remove(a));
+    EXPECT_EQ(PROXY_OK, add(c, "ab", "e")); // may stand where the other one stood
+    EXPECT_THAT(deliver(new StringElem("x")), IsEmpty());
+}
+
 TEST_F(TavixProxyEvents, theBusHearsOfTheFirstAndTheLastObserverOfAPair)
 {
     EXPECT_EQ(PROXY_OBSERVER_NOT_FOUND, remove(a));

@@ -11,8 +11,8 @@ constexpr unsigned kEntries = kParsePosition + kContainerHeadLength;
 
 } // namespace
 
-void RoutingMemo::readRoutingFields(unsigned char const* data, unsigned length, RoutingFields& fields,
-                                    bool quiet)
+unsigned RoutingMemo::readRoutingFields(unsigned char const* data, unsigned length, RoutingFields& fields,
+                                        bool quiet)
 {
     if (isRemembered(data, length)) {
         char const* const texts = reinterpret_cast<char const*>(data);
@@ -21,11 +21,12 @@ void RoutingMemo::readRoutingFields(unsigned char const* data, unsigned length, 
         fields.valuePosition = _valuePosition;
         fields.*_value = readValue(data, length, fields, quiet);
         _misses = 0;
-        return;
+        return _number;
     }
     // A mixture of streams pays for one copy in four messages.
     if (readWhole(data, length, fields, quiet) && _misses++ % 4 == 0)
         remember(data, fields);
+    return 0;
 }
 
 // The length in the root's head is not looked at by the peek either.
@@ -55,6 +56,7 @@ void RoutingMemo::remember(unsigned char const* data, RoutingFields const& field
         _texts[_textCount++] = {name, static_cast<unsigned>(at - data), static_cast<unsigned>(text.size())};
     }
     _value = fields.params ? &RoutingFields::params : &RoutingFields::data;
+    ++_number;
     _valuePosition = fields.valuePosition;
     std::memcpy(_rootHead, data + kParsePosition, sizeof _rootHead);
     std::memcpy(_prefix, data + kEntries, length);

@@ -10,9 +10,10 @@ namespace Tavix {
 // alone, and where the value is the last node nothing is read behind it. For one thread at a time.
 class RoutingMemo {
 public:
-    // As EESPeekParser::readRoutingFields at kParsePosition, with the same result for every block.
-    void readRoutingFields(unsigned char const* data, unsigned length, RoutingFields& fields,
-                           bool quiet = false);
+    // As EESPeekParser::readRoutingFields at kParsePosition, with the same result for every block. The answer is the
+    // same number for messages with the same bytes before the value, as far as they are remembered, else 0.
+    unsigned readRoutingFields(unsigned char const* data, unsigned length, RoutingFields& fields,
+                               bool quiet = false);
 
 private:
     using Text = std::optional<std::string_view> RoutingFields::*;
@@ -36,6 +37,7 @@ private:
 
     unsigned _valuePosition = 0; // 0: nothing is remembered
     unsigned _misses = 0;        // in a row
+    unsigned _number = 0;        // of what is remembered
     Text _value = nullptr;
     unsigned _textCount = 0;
     Remembered _texts[kTexts];
