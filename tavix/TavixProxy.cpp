@@ -7,7 +7,7 @@
 
 #include "tavix/LogDebug.h"
 #include "tavix/Message.h"
-#include "tavix/ProxyInternal.h"
+#include "tavix/ProxyFrameInternal.h"
 #include "tavix/SocketPath.h"
 #include "tavix/SocketUtil.h"
 #include "tavix/capi.h"
@@ -62,6 +62,7 @@ TavixProxy::TavixProxy(SharedPtr<PollLoopIf> const& loop)
 
 TavixProxy::~TavixProxy()
 {
+    ProxyFrame::forget(*this);
     {
         std::unique_lock<std::mutex> guard(_private->life->lock);
         _private->life->proxy = nullptr;
@@ -101,6 +102,7 @@ bool TavixProxy::connect(char const* address, int bufferSize)
     else if (isSocketFile(address))
         path = address;
 
+    ProxyFrame::flushAll(); // connecting repeats, and may take long
     int fd = path.empty() ? connectToServerTCP(address) : connectToServerUnixDomain(path.c_str());
     if (fd < 0)
         return false;

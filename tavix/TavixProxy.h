@@ -27,6 +27,7 @@ class Connection;
 class ListElem;
 struct Message;
 class ObjectReadyObserver;
+class ProxyFrame;
 struct ProxyPrivate;
 struct ProxyLink;
 
@@ -227,12 +228,13 @@ private:
     static void sourceCallback(void** source, void* proxy);
     void sourceReadOrWrite(void** source);
     void takeTurn(std::shared_ptr<ProxyLink> const& link, bool readable);
-    void sourceRead(std::shared_ptr<ProxyLink> const& link);
+    void sourceRead(std::shared_ptr<ProxyLink> const& link, ProxyFrame const& turn, bool readable);
     void endTurn(std::shared_ptr<ProxyLink> const& link);
     void recall(std::shared_ptr<ProxyLink> const& link);
     void updateWriteWatch(ProxyLink& link, bool watched);
     void sendQueued(std::shared_ptr<ProxyLink> const& link);
-    void passInWait();
+    bool holdBack(std::shared_ptr<ProxyLink> const& link);
+    void passInWait(long& tick);
     void sourceWrite();
     void sourceWrite(std::shared_ptr<ProxyLink> const& link);
     void handleReceivedMessage(SharedPtr<Message> const& message, unsigned connectionId);

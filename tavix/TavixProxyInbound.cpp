@@ -160,6 +160,7 @@ void TavixProxy::endTraffic()
 {
     if (std::shared_ptr<ProxyLink> link = currentLink()) {
         sourceWrite(link); // what a handler that ends the loop has sent
+        link->ended = true;
         link->connection.shutdownSocket();
         endWaitsForObjects(link->id);
         completeRequests(link->id);

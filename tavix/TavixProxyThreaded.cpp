@@ -61,8 +61,10 @@ TavixProxyThreaded::TavixProxyThreaded(SharedPtr<PollLoopIf> const& ownLoop)
 TavixProxyThreaded::~TavixProxyThreaded()
 {
     killMainLoop();
-    if (!joined && !isLoopThread()) // the thread has ended itself
+    if (!joined && !isLoopThread()) { // the thread has ended itself
+        ProxyFrame::flushAll();
         pthread_join(thread, nullptr);
+    }
 }
 
 TavixProxyThreaded* TavixProxyThreaded::init()

@@ -5,7 +5,8 @@
 // has been read before it reads on, and takes one message at a time, so that nothing behind the awaited one is looked
 // at before the waiter has it. Or a handler runs the loop itself, which knows of neither: so while a handler runs and
 // something was read ahead or held back, and while a turn or a wait leaves something behind, the write watch stands and
-// the loop calls back (`recalled`). A turn that has gone on for a tick of the clock leaves the rest to such a call: the
+// the loop calls back (`recalled`). A loop may do so twice in one pass, once for reading and once for writing; a wait
+// passes the second by. A turn that has gone on for a tick of the clock leaves the rest to such a call: the
 // loop's other sources have a right to theirs, and those who wait for an answer to what is held back.
 
 #include "tavix/LateThrowInternal.h"
@@ -16,7 +17,10 @@
 #include "tavix/foundation/SingleThreaded.h"
 
 #include <cerrno>
+#include <climits>
 #include <ctime>
+#include <cxxabi.h>
+#include <pthread.h>
 #include <utility>
 
 namespace Tavix {
@@ -25,6 +29,10 @@ namespace {
 
 // How many sends are made before the loop looks at other sources.
 const int kSendsPerTurn = 64;
+
+// How many messages are held back: what a callback sends on and on is to reach the peer meanwhile, and more hardly go
+// into one send.
+const int kMostHeldBack = 64;
 
 // Changes with every tick of the system's clock, a few milliseconds; costs no system call.
 long clockTick()
@@ -36,8 +44,10 @@ long clockTick()
 
 } // namespace
 
-// A handler that ends the process does not come back to the end of its turn.
+// A handler that ends the process does not come back to the end of its turn. One that forks leaves nothing to the
+// child, which would send it once more.
 static struct SendAtExit {
+    SendAtExit() { pthread_atfork(ProxyFrame::flushAll, nullptr, ProxyFrame::forgetAll); }
     ~SendAtExit() { ProxyFrame::flushAll(); }
 } sendAtExit;
 
@@ -46,7 +56,7 @@ thread_local ProxyFrame* ProxyFrame::innermost = nullptr;
 bool ProxyFrame::isTurnOf(TavixProxy const& proxy, ProxyLink const& link)
 {
     for (ProxyFrame* frame = innermost; frame; frame = frame->_outer) {
-        if (&frame->_proxy == &proxy && (!frame->_link || frame->_link.get() == &link))
+        if (frame->_proxy == &proxy && (!frame->_link || frame->_link.get() == &link))
             return frame->_link != nullptr;
     }
     return false;
@@ -55,7 +65,7 @@ bool ProxyFrame::isTurnOf(TavixProxy const& proxy, ProxyLink const& link)
 bool ProxyFrame::isWaitingIn(TavixProxy const& proxy)
 {
     for (ProxyFrame* frame = innermost; frame; frame = frame->_outer) {
-        if (&frame->_proxy == &proxy && !frame->_link)
+        if (frame->_proxy == &proxy && !frame->_link)
             return true;
     }
     return false;
@@ -68,7 +78,16 @@ void ProxyFrame::flushAll()
         if (!frame->_link)
             continue;
         frame->_link->connection.checkSendQueue();
-        frame->_link->connection.writeMessages(kSendsPerTurn);
+        frame->_link->connection.writeMessages(INT_MAX);
+    }
+}
+
+void ProxyFrame::forget(TavixProxy const& proxy)
+{
+    flushAll();
+    for (ProxyFrame* frame = innermost; frame; frame = frame->_outer) {
+        if (frame->_proxy == &proxy)
+            frame->_proxy = nullptr;
     }
 }
 
@@ -94,19 +113,29 @@ void TavixProxy::sourceReadOrWrite(void** source)
 void TavixProxy::takeTurn(std::shared_ptr<ProxyLink> const& link, bool readable)
 {
     LateThrow thrown;
+    bool gone;
     {
         const ProxyFrame turn(*this, link);
-        if (readable || link->connection.hasReadAhead())
-            thrown.during([&] { sourceRead(link); });
+        try {
+            thrown.during([&] { sourceRead(link, turn, readable); });
+        } catch (abi::__forced_unwind&) {
+            ProxyFrame::flushAll();
+            throw;
+        }
+        gone = turn.isForgotten();
     }
-    endTurn(link);
+    if (!gone)
+        endTurn(link);
     thrown.rethrow();
 }
 
 // One read, and what it brings.
-void TavixProxy::sourceRead(std::shared_ptr<ProxyLink> const& link)
+void TavixProxy::sourceRead(std::shared_ptr<ProxyLink> const& link, ProxyFrame const& turn, bool readable)
 {
     const bool single = ProxyFrame::isWaitingIn(*this);
+    if (!readable && (!link->connection.hasReadAhead() || (single && !std::exchange(link->passedOver, true))))
+        return;
+    link->passedOver = false;
     long begin = 0;
     do {
         SharedPtr<Message> message;
@@ -122,9 +151,10 @@ void TavixProxy::sourceRead(std::shared_ptr<ProxyLink> const& link)
                 begin = clockTick();
         }
         handleReceivedMessage(message, link->id);
-        if (single)
+        if (single || turn.isForgotten())
             return;
-    } while (link->connection.hasReadAhead() && _private->linkId == link->id && clockTick() == begin);
+    } while (link->connection.hasReadAhead() && !link->ended && _private->linkId == link->id &&
+             clockTick() == begin);
 }
 
 void TavixProxy::endTurn(std::shared_ptr<ProxyLink> const& link)
@@ -158,10 +188,17 @@ void TavixProxy::updateWriteWatch(ProxyLink& link, bool watched)
 // For what has been queued.
 void TavixProxy::sendQueued(std::shared_ptr<ProxyLink> const& link)
 {
-    if (ProxyFrame::isTurnOf(*this, *link))
-        recall(link);
-    else
+    if (!ProxyFrame::isTurnOf(*this, *link) || !holdBack(link))
         sourceWrite(link);
+}
+
+// False when that has become too much.
+bool TavixProxy::holdBack(std::shared_ptr<ProxyLink> const& link)
+{
+    Ferrule::Guard<std::mutex> guard(_private->writeLock);
+    link->recalled = true;
+    updateWriteWatch(*link, true);
+    return ++link->heldBack < kMostHeldBack;
 }
 
 void TavixProxy::sourceWrite()
@@ -180,6 +217,7 @@ void TavixProxy::sourceWrite(std::shared_ptr<ProxyLink> const& link)
         // 0 says that the queue was empty; what another thread queues from now on it pumps itself.
         link->connection.checkSendQueue();
         unsent = link->connection.writeMessages(kSendsPerTurn);
+        link->heldBack = 0;
         if (unsent >= 0)
             updateWriteWatch(*link, unsent > 0 || link->recalled);
     }
@@ -192,14 +230,20 @@ void TavixProxy::flush()
     sourceWrite();
 }
 
-// With no turn further out, a loop that calls back does so for what is left when the wait ends.
-void TavixProxy::passInWait()
+// With no turn further out, a loop that calls back does so for what is left when the wait ends. With every tick of the
+// clock the loop's other sources have their turn.
+void TavixProxy::passInWait(long& tick)
 {
     std::shared_ptr<ProxyLink> link = currentLink();
-    if (link && link->connection.hasReadAhead())
-        takeTurn(link, true);
-    else
-        _pollLoopIf->iterate();
+    if (link && link->connection.hasReadAhead()) {
+        const long now = clockTick();
+        const long last = std::exchange(tick, now);
+        if (last == now || last == 0 || !_pollLoopIf->check()) {
+            takeTurn(link, true);
+            return;
+        }
+    }
+    _pollLoopIf->iterate();
 }
 
 void TavixProxy::wait(Ferrule::Semaphore& sem)
@@ -207,8 +251,8 @@ void TavixProxy::wait(Ferrule::Semaphore& sem)
     if (sem.tryWait())
         return;
     const ProxyFrame waiting(*this);
-    while (!sem.tryWait())
-        passInWait();
+    for (long tick = 0; !sem.tryWait();)
+        passInWait(tick);
 }
 
 void TavixProxy::wait(sem_t* sem)
@@ -217,9 +261,9 @@ void TavixProxy::wait(sem_t* sem)
     if (sem_trywait(sem) == 0)
         return;
     const ProxyFrame waiting(*this);
-    while (sem_trywait(sem) != 0) {
+    for (long tick = 0; sem_trywait(sem) != 0;) {
         if (errno != EINTR)
-            passInWait();
+            passInWait(tick);
     }
 }
 

@@ -9,6 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <sys/wait.h>
+#include <thread>
 
 using namespace Tavix;
 using testing::ElementsAre;
@@ -183,6 +185,69 @@ TEST_F(TavixProxyTurns, aBreakInATurnEndsWhatItHasSent)
     EXPECT_EQ(seen.size(), answers.texts.size());
     EXPECT_THAT(answers.texts, testing::Each("!2 Connection broken"));
     EXPECT_FALSE(seen.empty());
+}
+
+// Some loops call back once for reading and once for writing in the same pass.
+TEST_F(TavixProxyTurns, aPassWithinAWaitSeesNothingBehindTheAnswerEither)
+{
+    methods["slow"] = [&] {
+        peer->send(kNow + calls(8, "behind"));
+        callOut();
+    };
+    peer->send(calls(7, "slow"));
+    settle();
+    EXPECT_THAT(seen, ElementsAre("slow", "now 12", "behind"));
+}
+
+TEST_F(TavixProxyTurns, aProxyMayGoInItsTurn)
+{
+    methods["leave"] = [&] {
+        sendTick();
+        proxy.reset();
+    };
+    peer->send(calls(7, "first") + calls(8, "leave") + calls(9, "late"));
+    settle();
+    for (char const* said : {"7: 1", "event 2 agent.tick null"})
+        EXPECT_EQ(said, peer->hear());
+    EXPECT_THAT(seen, ElementsAre("first", "leave"));
+}
+
+// Nothing of it may stay for the child to send once more.
+TEST_F(TavixProxyTurns, whatWasHeldBackLeavesOnceWhenAHandlerForks)
+{
+    methods["fork"] = [&] {
+        sendTick();
+        const pid_t child = fork();
+        if (child == 0)
+            std::exit(0);
+        waitpid(child, nullptr, 0);
+    };
+    peer->send(calls(7, "fork"));
+    settle();
+    for (char const* said : {"event 2 agent.tick null", "7: 1"})
+        EXPECT_EQ(said, peer->hear());
+    EXPECT_TRUE(peer->isQuiet());
+}
+
+TEST_F(TavixProxyTurns, whoSendsOnAndOnOrEndsHisThreadIsHeardBefore)
+{
+    methods["stream"] = [&] {
+        for (int i = 0; i < 200; ++i)
+            sendTick();
+        EXPECT_FALSE(peer->isQuiet());
+    };
+    methods["leave"] = [&] {
+        sendTick();
+        pthread_exit(nullptr);
+    };
+    peer->send(calls(7, "stream"));
+    settle();
+    for (unsigned id = 2; id < 202; ++id)
+        EXPECT_EQ("event " + std::to_string(id) + " agent.tick null", peer->hear());
+    EXPECT_EQ("7: 1", peer->hear());
+    peer->send(calls(8, "leave"));
+    std::thread([&] { settle(); }).join();
+    EXPECT_EQ("event 202 agent.tick null", peer->hear());
 }
 
 } // namespace
