@@ -44,8 +44,8 @@ struct ProxyLink;
 // connection.
 //
 // What callbacks of a proxy send on the loop's thread leaves together: when the callbacks for what has come in are
-// through, before a blocking call or another pass of the loop in one of them, and at exit(). flush() sends it at
-// once. Everywhere else a message leaves at once.
+// through, before a blocking call or another pass of the loop in one of them, before fork() and at exit(), and when it
+// becomes much. flush() sends it at once. Everywhere else a message leaves at once.
 class TAVIX_API TavixProxy : public Ferrule::BasicSingleton<TavixProxy> {
 public:
     // An interface for tracing traffic; the elements are lent for the call. Called on the thread that sends
