@@ -102,7 +102,7 @@ bool TavixProxy::connect(char const* address, int bufferSize)
     else if (isSocketFile(address))
         path = address;
 
-    ProxyFrame::flushAll(); // connecting repeats, and may take long
+    ProxyFrame::flushAll(); // connecting may take long
     int fd = path.empty() ? connectToServerTCP(address) : connectToServerUnixDomain(path.c_str());
     if (fd < 0)
         return false;
@@ -305,7 +305,7 @@ CoreRequest* TavixProxy::sendRequest(RequestData& requestData, CoreRequest* core
     else if (waits && _private->linkId != link->id)
         result = PROXY_CONNECTION_ERROR;
     else if (_private->queueingThread != pthread_self())
-        sendQueued(link);
+        sendQueued(link, message->size);
 
     if (!waits)
         return nullptr;

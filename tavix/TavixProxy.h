@@ -230,10 +230,10 @@ private:
     void takeTurn(std::shared_ptr<ProxyLink> const& link, bool readable);
     void sourceRead(std::shared_ptr<ProxyLink> const& link, ProxyFrame const& turn, bool readable);
     void endTurn(std::shared_ptr<ProxyLink> const& link);
-    void recall(std::shared_ptr<ProxyLink> const& link);
+    void recall(ProxyLink& link);
     void updateWriteWatch(ProxyLink& link, bool watched);
-    void sendQueued(std::shared_ptr<ProxyLink> const& link);
-    bool holdBack(std::shared_ptr<ProxyLink> const& link);
+    void sendQueued(std::shared_ptr<ProxyLink> const& link, unsigned size);
+    bool holdBack(ProxyLink& link, unsigned size);
     void passInWait(long& tick);
     void sourceWrite();
     void sourceWrite(std::shared_ptr<ProxyLink> const& link);

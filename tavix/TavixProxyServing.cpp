@@ -370,7 +370,7 @@ void TavixProxy::sendResponseOn(unsigned connectionId, unsigned clientId, int re
         sendResponseOn(connectionId, clientId, requestId, &exception);
         return;
     }
-    sendQueued(link);
+    sendQueued(link, message->size);
 }
 
 } // namespace Tavix

@@ -16,6 +16,7 @@
 #include "tavix/foundation/Check.h"
 #include "tavix/foundation/SingleThreaded.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <ctime>
@@ -30,9 +31,10 @@ namespace {
 // How many sends are made before the loop looks at other sources.
 const int kSendsPerTurn = 64;
 
-// How many messages are held back: what a callback sends on and on is to reach the peer meanwhile, and more hardly go
-// into one send.
-const int kMostHeldBack = 64;
+// How many bytes are held back, where a message counts for 1 KiB at least: what a callback sends on and on is to reach
+// the peer meanwhile, and more hardly go into one send.
+const unsigned kMostHeldBack = 65536;
+const unsigned kLeastCounted = 1024;
 
 // Changes with every tick of the system's clock, a few milliseconds; costs no system call.
 long clockTick()
@@ -146,7 +148,7 @@ void TavixProxy::sourceRead(std::shared_ptr<ProxyLink> const& link, ProxyFrame c
         if (!message.get())
             continue;
         if (link->connection.hasReadAhead()) {
-            recall(link);
+            recall(*link);
             if (begin == 0)
                 begin = clockTick();
         }
@@ -166,11 +168,11 @@ void TavixProxy::endTurn(std::shared_ptr<ProxyLink> const& link)
     sourceWrite(link);
 }
 
-void TavixProxy::recall(std::shared_ptr<ProxyLink> const& link)
+void TavixProxy::recall(ProxyLink& link)
 {
     Ferrule::Guard<std::mutex> guard(_private->writeLock);
-    link->recalled = true;
-    updateWriteWatch(*link, true);
+    link.recalled = true;
+    updateWriteWatch(link, true);
 }
 
 // Under writeLock.
@@ -185,20 +187,21 @@ void TavixProxy::updateWriteWatch(ProxyLink& link, bool watched)
         _pollLoopIf->sourceRemoveWatch(link.source, kWriteWatch);
 }
 
-// For what has been queued.
-void TavixProxy::sendQueued(std::shared_ptr<ProxyLink> const& link)
+// For a message that has been queued.
+void TavixProxy::sendQueued(std::shared_ptr<ProxyLink> const& link, unsigned size)
 {
-    if (!ProxyFrame::isTurnOf(*this, *link) || !holdBack(link))
+    if (!ProxyFrame::isTurnOf(*this, *link) || !holdBack(*link, size))
         sourceWrite(link);
 }
 
 // False when that has become too much.
-bool TavixProxy::holdBack(std::shared_ptr<ProxyLink> const& link)
+bool TavixProxy::holdBack(ProxyLink& link, unsigned size)
 {
     Ferrule::Guard<std::mutex> guard(_private->writeLock);
-    link->recalled = true;
-    updateWriteWatch(*link, true);
-    return ++link->heldBack < kMostHeldBack;
+    link.recalled = true;
+    updateWriteWatch(link, true);
+    link.heldBack += std::max(size, kLeastCounted);
+    return link.heldBack < kMostHeldBack;
 }
 
 void TavixProxy::sourceWrite()

@@ -22,7 +22,16 @@ public:
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, std::nothrow_t const&) noexcept;
     static void* operator new(std::size_t, void* place) noexcept { return place; }
+    // A derived class of a larger alignment is not recycled.
+    static void* operator new(std::size_t size, std::align_val_t alignment)
+    {
+        return ::operator new(size, alignment);
+    }
     static void operator delete(void* node, std::size_t size) noexcept;
+    static void operator delete(void* node, std::size_t, std::align_val_t alignment) noexcept
+    {
+        ::operator delete(node, alignment);
+    }
     // For a constructor that throws.
     static void operator delete(void* node, std::nothrow_t const&) noexcept;
     static void operator delete(void*, void*) noexcept {}
