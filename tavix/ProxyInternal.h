@@ -42,6 +42,7 @@ struct ProxyLink {
     Connection connection;
     void** source = nullptr; // guarded by writeLock once the link is in use; null after the tear-down
     bool recalled = false;   // the loop is to call back in any case; guarded by writeLock
+    bool full = false;       // the last send has left something; guarded by writeLock
     unsigned heldBack = 0;   // bytes since the last send, about; guarded by writeLock
     bool passedOver = false; // a call back in a wait has left what was read ahead; of the loop's thread
     std::atomic<bool> ended{false}; // its traffic has: no further message is handed out

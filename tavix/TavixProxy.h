@@ -227,9 +227,9 @@ private:
     bool watch(ProxyLink& link);
     static void sourceCallback(void** source, void* proxy);
     void sourceReadOrWrite(void** source);
-    void takeTurn(std::shared_ptr<ProxyLink> const& link, bool readable);
+    void takeTurn(std::shared_ptr<ProxyLink> const& link, bool readable, bool writable);
     void sourceRead(std::shared_ptr<ProxyLink> const& link, ProxyFrame const& turn, bool readable);
-    void endTurn(std::shared_ptr<ProxyLink> const& link);
+    void endTurn(std::shared_ptr<ProxyLink> const& link, bool writable);
     void recall(ProxyLink& link);
     void updateWriteWatch(ProxyLink& link, bool watched);
     void sendQueued(std::shared_ptr<ProxyLink> const& link, unsigned size);

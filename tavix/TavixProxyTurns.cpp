@@ -100,8 +100,7 @@ void TavixProxy::sourceCallback(void** source, void* proxy)
 
 void TavixProxy::sourceReadOrWrite(void** source)
 {
-    // Asked before a handler can run: a nested pass of the loop takes the answer away. Whether there is something to
-    // write shows in any case.
+    // Asked before a handler can run: a nested pass of the loop takes the answers away.
     bool readable = false;
     bool writable = false;
     TAVIX_CHECK(_pollLoopIf->sourceIsReadable(source, readable) == 0,
@@ -109,10 +108,10 @@ void TavixProxy::sourceReadOrWrite(void** source)
     TAVIX_CHECK(_pollLoopIf->sourceIsWritable(source, writable) == 0,
                 "_pollLoopIf->sourceIsWritable(source, writable) == 0");
     if (std::shared_ptr<ProxyLink> link = currentLink())
-        takeTurn(link, readable);
+        takeTurn(link, readable, writable);
 }
 
-void TavixProxy::takeTurn(std::shared_ptr<ProxyLink> const& link, bool readable)
+void TavixProxy::takeTurn(std::shared_ptr<ProxyLink> const& link, bool readable, bool writable)
 {
     LateThrow thrown;
     bool gone;
@@ -127,7 +126,7 @@ void TavixProxy::takeTurn(std::shared_ptr<ProxyLink> const& link, bool readable)
         gone = turn.isForgotten();
     }
     if (!gone)
-        endTurn(link);
+        endTurn(link, writable);
     thrown.rethrow();
 }
 
@@ -159,11 +158,16 @@ void TavixProxy::sourceRead(std::shared_ptr<ProxyLink> const& link, ProxyFrame c
              clockTick() == begin);
 }
 
-void TavixProxy::endTurn(std::shared_ptr<ProxyLink> const& link)
+// A socket that was full is tried again when the loop says that it takes more.
+void TavixProxy::endTurn(std::shared_ptr<ProxyLink> const& link, bool writable)
 {
     {
         Ferrule::Guard<std::mutex> guard(_private->writeLock);
         link->recalled = link->connection.hasReadAhead();
+        if (!writable && (link->full || link->heldBack == 0)) {
+            updateWriteWatch(*link, link->full || link->recalled);
+            return;
+        }
     }
     sourceWrite(link);
 }
@@ -221,8 +225,9 @@ void TavixProxy::sourceWrite(std::shared_ptr<ProxyLink> const& link)
         link->connection.checkSendQueue();
         unsent = link->connection.writeMessages(kSendsPerTurn);
         link->heldBack = 0;
+        link->full = unsent > 0;
         if (unsent >= 0)
-            updateWriteWatch(*link, unsent > 0 || link->recalled);
+            updateWriteWatch(*link, link->full || link->recalled);
     }
     if (unsent == -1)
         connectionBroken(link);
@@ -242,7 +247,7 @@ void TavixProxy::passInWait(long& tick)
         const long now = clockTick();
         const long last = std::exchange(tick, now);
         if (last == now || last == 0 || !_pollLoopIf->check()) {
-            takeTurn(link, true);
+            takeTurn(link, true, false);
             return;
         }
     }
