@@ -89,7 +89,7 @@ std::string readFile(std::string const& path, SharedPtr<DataObject>& root)
     const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (fd < 0)
         return std::strerror(errno);
-    const std::string obstacle = findObstacle(fd);
+    std::string obstacle = findObstacle(fd);
     if (obstacle.empty())
         return parseFile(fd, root);
     close(fd);

@@ -180,7 +180,7 @@ Element* TavixProxy::callMethod(std::string objName, std::string method, Element
     result = callMethodAsync(std::move(objName), std::move(method), params, cm_callback, state.get());
     if (result != PROXY_OK)
         return nullptr;
-    callbacks.release(); // its own now
+    (void)callbacks.release(); // its own now
     wait(state->sem);
 
     TvxResult removed;

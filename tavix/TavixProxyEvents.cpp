@@ -53,20 +53,25 @@ public:
 
     void run(std::string objName, std::string event, std::string identity, Element* data)
     {
-        TavixProxy::EventObserverInfo* const last = _observers.empty() ? nullptr : _observers.back();
-        for (TavixProxy::EventObserverInfo* info : _observers) {
-            const Registration::Call running(*info);
-            if (!running)
-                continue;
-            if (info == last)
-                info->observer->event(std::move(objName), std::move(event), data, std::move(identity));
-            else
-                info->observer->event(objName, event, data, identity);
-        }
+        for (size_t i = 0; i + 1 < _observers.size(); ++i)
+            call(*_observers[i], objName, event, data, identity);
+        if (!_observers.empty())
+            call(*_observers.back(), std::move(objName), std::move(event), data, std::move(identity));
     }
 
 private:
     using Info = TavixProxy::EventObserverInfo;
+
+    // Copies the texts, or takes them.
+    template <class Text>
+    static void call(Info& info, Text&& objName, Text&& event, Element* data, Text&& identity)
+    {
+        const Registration::Call running(info);
+        if (running)
+            info.observer->event(std::forward<Text>(objName), std::forward<Text>(event), data,
+                                 std::forward<Text>(identity));
+    }
+
     std::vector<Info*, Ferrule::NodeAllocator<Info*>> _observers;
 };
 
@@ -115,7 +120,7 @@ RemoteProxyResult TavixProxy::observe(std::string const& objName, std::string co
                 return PROXY_OBSERVER_ALREADY_EXISTS;
             const bool first = subscription.observers.empty();
             subscription.observers.push_back(own.get());
-            own.release();
+            (void)own.release();
             const unsigned linkId = _private->linkId;
             // On another connection than the last time the bus knows nothing of it.
             if (std::exchange(subscription.linkId, linkId) == linkId && !first)

@@ -88,7 +88,7 @@ ExitCode run(ObserveOptions const& options)
     Printer printer(feed, options.bus.json);
     std::string what = "observing";
     for (auto const& [object, event] : pairs) {
-        what += " " + object + "." + event;
+        what.append(" ").append(object).append(".").append(event);
         code = client.observe(object, event, &printer);
         if (code != kSuccess)
             return code;

@@ -53,8 +53,7 @@ SharedPtr<Tavix::Element> readText(TreeForm form, std::string const& text, std::
 
 SharedPtr<Tavix::Element> readArgument(TreeForm form, std::string const& text, std::string& error)
 {
-    SharedPtr<Tavix::Element> const value =
-        text == "-" ? readFile(form, text, error) : readText(form, text, error);
+    SharedPtr<Tavix::Element> value = text == "-" ? readFile(form, text, error) : readText(form, text, error);
     if (!value.get()) {
         if (text != "-")
             error = std::string("the argument is not usable ") + nameOf(form) + ": " + error;
