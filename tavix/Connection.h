@@ -150,7 +150,7 @@ private:
     unsigned _bodyRead = 0;                         // bytes behind the size field that have come
     unsigned char* _pendingRequestBuffer = nullptr; // owned; null before the size field is complete
 
-    // What was read ahead: of the loop's thread, and empty between the owner's callbacks.
+    // What was read ahead: of the loop's thread.
     ReadBuffer* _ahead = nullptr; // one reference; null unless the owner asked for it
     bool _lending = false;
     unsigned _aheadBegin = 0;
