@@ -1,13 +1,15 @@
 // What a proxy does with many messages at once, against a peer that hands them over in one piece: one turn reads them
 // all and sends at its end, and nobody may find them in another order, too early, or not at all.
-#include "support/SocketPair.h"
 #include "support/TestBus.h"
 #include "tavix/elements/IntegerElem.h"
 #include "tavix/elements/NullElem.h"
 #include "tavix/elements/StringElem.h"
 
+#include <cstdlib>
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
 #include <stdexcept>
 #include <sys/wait.h>
 
